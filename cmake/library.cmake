@@ -1,0 +1,40 @@
+# The library: C++20 inside, C outside, libc alone at run time.
+#
+# Names leave it only through cmake/exports.txt. Semantic interposition stays on: a host may replace the trace hook,
+# and exported data may be bound into an executable by copy relocation.
+set(vxa_sources
+    fb/fbbuf.cpp
+    fb/fbcommon.cpp
+    fb/fberror.cpp
+    fb/fcache.cpp
+    sdl/sdltable.cpp
+    tbuffer/tbuffer.cpp
+    trace/hook.cpp
+    wire/common.cpp)
+
+add_library(vxa SHARED ${vxa_sources})
+target_link_libraries(vxa PRIVATE $<BUILD_INTERFACE:vxa_options>)
+target_include_directories(vxa PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
+target_compile_options(vxa PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
+                                   -fsemantic-interposition)
+set_target_properties(vxa PROPERTIES
+  VERSION ${PROJECT_VERSION}
+  SOVERSION ${PROJECT_VERSION_MAJOR}
+  CXX_VISIBILITY_PRESET hidden
+  VISIBILITY_INLINES_HIDDEN ON)
+
+# The linker's version script, made from the list of exported names.
+set(vxa_exports ${PROJECT_SOURCE_DIR}/cmake/exports.txt)
+set(vxa_version_script ${PROJECT_BINARY_DIR}/exports.map)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${vxa_exports})
+file(STRINGS ${vxa_exports} vxa_names)
+list(JOIN vxa_names ";\n    " vxa_names)
+file(CONFIGURE OUTPUT ${vxa_version_script} CONTENT "{\n  global:\n    @vxa_names@;\n  local: *;\n};\n" @ONLY)
+set_property(TARGET vxa APPEND PROPERTY LINK_DEPENDS ${vxa_version_script})
+target_link_options(vxa PRIVATE -Wl,--version-script=${vxa_version_script} -Wl,-z,relro)
+
+# Linked by the C driver, so that no C++ runtime can slip in; sanitizers bring a runtime of their own.
+if(NOT VXA_SANITIZE)
+  set_target_properties(vxa PROPERTIES LINKER_LANGUAGE C)
+  target_link_options(vxa PRIVATE -Wl,-z,defs)
+endif()

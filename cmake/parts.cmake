@@ -1,0 +1,16 @@
+# The programs beside the library, each only where its packages are installed.
+find_package(GTest QUIET)
+
+# Takes the name of a part, the folder it lives in, the package that it needs, and whether that was found.
+function(vxa_part name folder package found)
+  if(found)
+    add_subdirectory(${folder})
+  else()
+    message(STATUS "${name}: left out, install ${package} to build it")
+  endif()
+endfunction()
+
+include(CTest)
+if(BUILD_TESTING)
+  vxa_part("tests" tests "libgtest-dev and libgmock-dev" "${GTest_FOUND}")
+endif()

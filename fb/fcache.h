@@ -1,0 +1,44 @@
+// The search cache: where the last found occurrence of a key lay in a buffer, so that a later search resumes there.
+//
+// It is only a hint. Whoever moves, removes or resizes a buffer's records, or initialises, reallocates or frees the
+// buffer, clears its entries.
+#pragma once
+
+#include <cstdint>
+
+#include "base/export.h"
+
+namespace vxa::fcache {
+
+inline constexpr int kSlots = 1019;
+
+struct Slot {
+  std::uint32_t key;
+  std::int32_t occurrence;
+  std::uint32_t offset;  // of the record, from the start of the field area
+  const void* buffer;    // null: the slot is empty
+};
+
+struct Hit {
+  int slot = -1;  // -1: no slot serves the search
+  std::int32_t occurrence = 0;
+  std::uint32_t offset = 0;
+  explicit operator bool() const { return slot >= 0; }
+};
+
+// The entry from which a search for occurrence nth may resume.
+Hit find(const void* buffer, std::uint32_t key, std::int32_t nth);
+
+// Records a position. Gives the slot's index, or -1 when nothing was recorded: the slot holds another key of this
+// buffer, or the cache could not be allocated.
+int record(const void* buffer, std::uint32_t key, std::int32_t occurrence, std::uint32_t offset);
+
+// Empties the buffer's slots, in time proportional to their number. False when nothing was ever recorded.
+bool clear(const void* buffer);
+
+}  // namespace vxa::fcache
+
+VXA_EXPORT vxa::fcache::Slot* _fcache;
+VXA_EXPORT int _srch_fcache(const void* buf, std::uint32_t key, int nth, int* occurrence, int* offset);
+VXA_EXPORT int _upd_fcache(const void* buf, std::uint32_t key, int occurrence, int offset);
+VXA_EXPORT int _clear_fcache(const void* buf);

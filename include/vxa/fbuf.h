@@ -1,0 +1,124 @@
+/* Field buffers: flat records of typed fields, each known by a 32-bit key and occurring any number of times.
+ *
+ * A field buffer is the data of a typed buffer of type FIELD (see xatmi.h). Calls return -1, null or 0 on failure and
+ * set fberror; all but fbmake_fldkey reset it to 0 first. One thread at a time.
+ */
+#ifndef VXA_FBUF_H
+#define VXA_FBUF_H
+
+#include <stdint.h>
+
+#include "vxa_decls.h"
+
+VXA_BEGIN_DECLS
+
+/* ---- Field types: bits 26 to 31 of a key; the field's number is in bits 0 to 23 ----------------------------------- */
+
+#define FB_CHAR 1
+#define FB_SHORT 2
+#define FB_INT 3
+#define FB_LONG 4 /* 64 bits in calls, of which a field buffer keeps the low 32 */
+#define FB_FLOAT 5
+#define FB_DOUBLE 6
+#define FB_STRING 7
+#define FB_CARRAY 8
+
+/* ---- Error codes --------------------------------------------------------------------------------------------------- */
+
+/* The code of the last field-buffer call. */
+extern int fberror;
+
+#define FBEMINNO 0
+#define EBEALIGN 1
+#define FBEFTSYNTAX 2
+#define FBEBADFB 3   /* not a field buffer */
+#define FBEINVAL 4   /* invalid argument */
+#define FBELIMIT 5
+#define FBENOENT 6   /* no such field, occurrence, name or key */
+#define FBEOS 7      /* a stream or the typed-buffer reallocation failed */
+#define FBEBADFLD 8  /* bad target type, or a record of unknown type */
+#define FBEPROTO 9
+#define FBENOSPACE 10 /* no room, in the buffer or in the caller's area */
+#define FBEMALLOC 11  /* no memory */
+#define FBESYSTEM 12
+#define FBETYPE 13      /* bad type */
+#define FBEMATCH 14
+#define FBEBADSTRUCT 15 /* unknown struct, or element outside a member */
+#define FBEVTSYNTAX 16
+#define FBEVFOPEN 17
+#define FBEBADACM 18
+#define FBENOCNAME 19
+#define FBEBADTBL 20
+#define FBEMAXNO 21
+
+/* The text of an error code, as "FBENOENT (not found)"; for a code of 22 or more, or a negative one, the text of 21. */
+const char *fbstrerror(int code);
+
+/* The value of fberror. */
+int getfberror(void);
+int getfberrno(void);
+
+/* The address of fberror. */
+int *_tmget_fberror_addr(void);
+
+/* Writes msg, ": " and the text of fberror to standard error, without a newline. */
+void print_fberror(const char *msg);
+
+/* ---- Null values: what stands for an absent field of each type ----------------------------------------------------- */
+
+extern const char ncv;
+extern const short nsv;
+extern const int niv;
+extern const long nlv;
+extern const float nfv;
+extern const double ndv;
+extern const char nstv;
+extern const char ncav;
+
+/* ---- Lifecycle ----------------------------------------------------------------------------------------------------- */
+
+/* 1 when buf is a field buffer, 0 when it is null or is not. Never fails. */
+int fbisfbuf(const void *buf);
+
+/* The buffer size for count fields with datalen bytes of value data: 8 + 8 * count + datalen. Never fails. */
+long fbcalcsize(int count, int datalen);
+
+/* Makes the data of a FIELD typed buffer an empty field buffer: its whole capacity is zeroed. size: bytes that the
+ * caller needs, at most the capacity. Returns 1, or -1 with FBEINVAL (buf is null) or FBENOSPACE (capacity below size;
+ * buf is untouched). Cost: the capacity. */
+int fbinit(void *buf, int size);
+
+/* Allocates an empty field buffer for fbcalcsize(count, datalen) bytes, at least 1024. The caller releases it with
+ * fbfree. Null with FBEMALLOC. */
+void *fballoc(int count, int datalen);
+
+/* Releases a field buffer. Returns 1, or -1 with FBEINVAL when buf is null, misaligned or no field buffer. */
+int fbfree(void *buf);
+
+/* Capacity, free bytes and used bytes of a field buffer; -1 with FBEINVAL when buf is null. */
+long fbget_fbsize(const void *buf);
+long fbget_unused(const void *buf);
+long fbget_used(const void *buf);
+
+/* Resizes a field buffer for fbcalcsize(count, datalen) bytes, at least 1024; contents are kept, growth is zeroed.
+ * Returns the buffer, which may have moved (buf is then invalid); null with FBEINVAL (buf is null), FBENOSPACE (its
+ * fields would not fit) or FBEOS (no memory), buf being as it was. */
+void *fbrealloc(void *buf, int count, int datalen);
+
+/* ---- Keys and names ------------------------------------------------------------------------------------------------ */
+
+/* ---- Fields -------------------------------------------------------------------------------------------------------- */
+
+/* ---- Conversion ---------------------------------------------------------------------------------------------------- */
+
+/* ---- Compatibility operations -------------------------------------------------------------------------------------- */
+
+/* ---- Whole buffers ------------------------------------------------------------------------------------------------- */
+
+/* ---- Streams and printing ------------------------------------------------------------------------------------------ */
+
+/* ---- Structs ------------------------------------------------------------------------------------------------------- */
+
+VXA_END_DECLS
+
+#endif

@@ -1,0 +1,155 @@
+/* What a host process uses of libvxa beside the XA and XATMI calls: the log functions that it supplies, the trace hook,
+ * message headers, struct descriptions, link state, trailers, sockets and the runtime toolkit.
+ *
+ * Names that begin with an underscore belong to the system's shared runtime and keep their historical spelling.
+ */
+#ifndef VXA_HOST_H
+#define VXA_HOST_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "vxa_decls.h"
+
+VXA_BEGIN_DECLS
+
+/* ---- Error log: supplied by the host, all or none; the library logs nothing without them ------------------------- */
+
+/* Nonzero when records of that level are wanted: 1 for trouble that ends a service, 2 for the rest. */
+int _vesk_check_loglvl(int level);
+
+/* Writes one record. flag 1: add the text of errno. code: three letters and four digits, as "COM0104". format: printf
+ * format for the values. The result is not looked at. */
+int _real_errwork(int flag, int level, const char *code, const char *format, ...);
+
+/* The same, called without asking for the level first. */
+int vesk_errwork(int flag, int level, const char *code, const char *format, ...);
+
+/* ---- Trace hook -------------------------------------------------------------------------------------------------- */
+
+/* Called by every typed-buffer and field-buffer call once on entry (event 1) and once before it returns (event 2) or
+ * fails (event 4), with the call's name, call class 1, and a printf format with its values. The library's own
+ * definition does nothing and returns 1; a host that defines the function itself receives the events, as it is always
+ * called by its exported name. Pointers travel as the unsigned value of their low 32 bits, which "%#x" prints. */
+int _vesk_trace(const char *name, int call_class, int event, const char *format, ...);
+
+/* Always 1. */
+int _internal_call_chk(void);
+
+/* ---- Message header and byte order -------------------------------------------------------------------------------- */
+
+/* The header in front of every message, and, unseen by the application, in front of every typed buffer's data. Words
+ * are in host order in memory and big-endian on the wire; the two texts travel as they are. */
+struct vesk_msg_header {
+  uint32_t magic;      /* 0x90352082 */
+  int32_t seqno;       /* request sequence number */
+  int32_t type;        /* payload kind: 1 struct, 2 field, 3 string, 4 bytes, 5 start/init, 9 header only */
+  int32_t size;        /* capacity of the payload area; in an XA request payload length + 136 */
+  int32_t msgtype;     /* request code; a reply carries it + 1000 (success) or + 2000 (failure) */
+  int32_t result;      /* reply: XA result or application return code */
+  int32_t reserved24;  /* zero */
+  int32_t aux;         /* zero on gateway messages; an argument on the process channel */
+  int32_t reserved32;  /* zero */
+  int32_t reserved36;  /* zero */
+  int32_t txid[3];     /* transaction identifier, assigned by the gateway */
+  char subtype[16];    /* struct name, NUL-padded, not terminated at 16 characters */
+  char svcname[32];    /* service name, at most 31 characters, NUL-padded */
+  int32_t datalen;     /* payload bytes that follow on the wire */
+  uint32_t flags;      /* request: the caller's flags; reply: error number, 0 for success */
+  int32_t cd;          /* call descriptor of an asynchronous call */
+  int32_t reserved112; /* zero */
+  uint32_t reqctl;     /* request control word: trailer bits, or 0x10000000 in a service request */
+  int32_t reserved120; /* zero */
+  int32_t handle;      /* XA handle, -1 for a synchronous XA request */
+  int32_t rmid;        /* XA resource manager id */
+  int32_t reserved132; /* zero */
+};
+typedef struct vesk_msg_header vesk_msg_header;
+
+/* Host byte order, 0 until _check_node has run: 1 big-endian, 2 little-endian. Doubles travel with their halves
+ * swapped until then: call _check_node once at start, on both ends of the link. */
+extern int32_t _endian;
+
+/* 0 until _check_node has run: 2 big-endian, 4 little-endian. */
+extern int32_t _node_type;
+
+/* Probes the host's byte order and sets _endian and _node_type. Returns 1. */
+int _check_node(void);
+
+/* Fills a 136-byte header: zero, but for the magic number and type 9. Returns 1. */
+int _init_header(vesk_msg_header *header);
+
+/* Allocates a header-only message (144 bytes) with that message type and result. The caller releases it with free.
+ * Null when memory is short, after log record COM0001. */
+vesk_msg_header *_header_msg_make(int msgtype, int result);
+
+/* Convert a header between host and network order; src and dst may be the same. Return dst. */
+vesk_msg_header *_hton_header(const vesk_msg_header *src, vesk_msg_header *dst);
+vesk_msg_header *_ntoh_header(const vesk_msg_header *src, vesk_msg_header *dst);
+
+/* ---- Struct descriptions ------------------------------------------------------------------------------------------ */
+
+/* One struct, as it lies in a struct description file and in _sdl_table. */
+struct vesk_sdl_struct {
+  char name[16];                               /* not terminated at 16 characters */
+  void (*hton)(const void *src, void *dst);    /* host form to wire form, one element; null: the library's own */
+  void (*ntoh)(const void *src, void *dst);    /* wire form to host form, one element; null: the library's own */
+  int32_t first;                               /* index of its first member in _sdl_field_table */
+  int32_t last;                                /* index of its last member */
+  char unused40[8];
+  int32_t host_size;                           /* bytes of one element in memory */
+  int32_t unused52;
+  int32_t network_size;                        /* bytes of one element on the wire */
+  int32_t unused60;
+};
+
+/* One member of a struct, as it lies in a struct description file and in _sdl_field_table. */
+struct vesk_sdl_member {
+  char name[32];
+  uint32_t key;          /* the field that the member maps to */
+  int32_t type;          /* 1 char, 2 short, 3 int, 4 long, 5 float, 6 double, 7 string, 8 carray */
+  char null_value[36];   /* text of the value that stands for an absent field */
+  int32_t count;         /* elements; for string and carray the member's bytes */
+  int32_t length;        /* bytes of one string or carray element */
+  int32_t offset;        /* of the member in the struct in memory */
+  int32_t unused88;
+};
+
+/* All loaded descriptions, in file order; empty until _sdlfile_load. */
+extern struct vesk_sdl_struct *_sdl_table;
+extern int32_t _sdl_table_size;
+extern struct vesk_sdl_member *_sdl_field_table;
+extern int32_t _sdl_field_table_size;
+
+/* 1 once _sdlfile_load has succeeded. */
+extern int32_t _sdlfile_loadsw;
+
+/* The size in memory of one struct of that name (at most 16 characters count); -1 when it is not described. */
+int _get_host_stsize(const char *name);
+
+/* Both sizes of the struct of that name. Returns 1, or -1 and stores nothing when it is not described. */
+int _get_host_nw_stsize(const char *name, int *host_size, int *network_size);
+
+/* ---- Gateway link ------------------------------------------------------------------------------------------------- */
+
+/* ---- Payload encoding --------------------------------------------------------------------------------------------- */
+
+/* ---- Typed buffer trailers ---------------------------------------------------------------------------------------- */
+
+/* ---- Sockets and descriptors -------------------------------------------------------------------------------------- */
+
+/* ---- Process and node channels ------------------------------------------------------------------------------------ */
+
+/* ---- Trace specification ------------------------------------------------------------------------------------------ */
+
+/* ---- Semantics settings ------------------------------------------------------------------------------------------- */
+
+/* ---- Environment file and paths ----------------------------------------------------------------------------------- */
+
+/* ---- Process utilities -------------------------------------------------------------------------------------------- */
+
+/* ---- Access control lists ----------------------------------------------------------------------------------------- */
+
+VXA_END_DECLS
+
+#endif

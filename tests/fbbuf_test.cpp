@@ -1,0 +1,98 @@
+// Field buffer lifecycle: sizes, initial state, refusals, and their traces.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "tests/support/host.h"
+#include "vxa/fbuf.h"
+#include "vxa/xatmi.h"
+
+namespace {
+
+TEST(FieldBuffer, SizesFollowTheFormula) {
+  EXPECT_EQ(fbcalcsize(0, 0), 8);
+  EXPECT_EQ(fbcalcsize(10, 100), 188);
+  EXPECT_EQ(fbcalcsize(-1, 0), 0);
+  EXPECT_EQ(fbcalcsize(0x7fffffff, 0x7fffffff), 8 + 9L * 0x7fffffff);
+}
+
+TEST(FieldBuffer, NewBufferIsEmpty) {
+  void* buf = fballoc(200, 0);
+  EXPECT_EQ(fbisfbuf(buf), 1);
+  EXPECT_EQ(fbget_fbsize(buf), 1616);
+  EXPECT_EQ(fbget_used(buf), 8);
+  EXPECT_EQ(fbget_unused(buf), 1608);
+  EXPECT_EQ(fbfree(buf), 1);
+}
+
+TEST(FieldBuffer, InitialisesTheWholeCapacityOrNothing) {
+  void* buf = fballoc(0, 0);
+  std::memset(static_cast<char*>(buf) + 8, 'x', 1024);
+  EXPECT_EQ(fbinit(buf, 1033), -1);
+  EXPECT_EQ(fberror, FBENOSPACE);
+  EXPECT_EQ(static_cast<char*>(buf)[1031], 'x');
+  EXPECT_EQ(fbinit(buf, 1032), 1);
+  EXPECT_EQ(std::string(static_cast<char*>(buf), 1032),
+            host::bytes("b8 22 00 00 08 00 00 00") + std::string(1024, '\0'));
+  fbfree(buf);
+}
+
+TEST(FieldBuffer, ReallocationNeverCutsFields) {
+  void* buf = fballoc(400, 0);
+  const int used = 3000;
+  std::memcpy(static_cast<char*>(buf) + 4, &used, 4);
+  EXPECT_EQ(fbrealloc(buf, 0, 0), nullptr);
+  EXPECT_EQ(fberror, FBENOSPACE);
+  EXPECT_EQ(fbget_fbsize(buf), 3216);
+  buf = fbrealloc(buf, 500, 0);
+  EXPECT_EQ(fbget_fbsize(buf), 4016);
+  EXPECT_EQ(fbget_used(buf), 3000);
+  EXPECT_EQ(fbrealloc(buf, 0x0fffffff, 0x7fffffff), nullptr) << "a size beyond 32 bits wraps to a negative one";
+  fbfree(buf);
+}
+
+TEST(FieldBuffer, RefusesWhatIsNone) {
+  char* text = tpalloc("STRING", nullptr, 0);
+  EXPECT_EQ(fbisfbuf(text), 0);
+  EXPECT_EQ(fbisfbuf(nullptr), 0);
+  EXPECT_EQ(fbfree(text), -1);
+  EXPECT_EQ(fberror, FBEINVAL);
+  EXPECT_EQ(fbfree(nullptr), -1);
+  EXPECT_EQ(fbinit(nullptr, 0), -1);
+  EXPECT_EQ(fbget_used(nullptr), -1);
+  EXPECT_EQ(fbrealloc(nullptr, 1, 1), nullptr);
+  EXPECT_EQ(fberror, FBEINVAL);
+  EXPECT_EQ(fballoc(0x0fffffff, -1), nullptr) << "2^31 - 1 bytes and the header exceed the size word";
+  EXPECT_EQ(fberror, FBEMALLOC);
+  EXPECT_EQ(tperrno, TPEOS);
+  tpfree(text);
+}
+
+TEST(FieldBuffer, TracesResultAndFailure) {
+  host::Tracing tracing;
+  fbcalcsize(1, 2);
+  fbisfbuf(nullptr);
+  fbfree(nullptr);
+  using host::TraceEvent;
+  EXPECT_THAT(
+      host::take_trace(),
+      testing::ElementsAre(TraceEvent{"fbcalcsize", 1, "fbcalcsize(1, 2)"},
+                           TraceEvent{"fbcalcsize", 2, "fbcalcsize = 18"}, TraceEvent{"fbisfbuf", 1, "fbisfbuf(0)"},
+                           TraceEvent{"fbisfbuf", 2, "fbisfbuf = 0"}, TraceEvent{"fbfree", 1, "fbfree(0)"},
+                           TraceEvent{"fbfree", 4, "fbfree = -1 [4 : FBEINVAL (invalid argument)]"}));
+}
+
+TEST(FieldBufferErrors, TextsByCode) {
+  EXPECT_STREQ(fbstrerror(6), "FBENOENT (not found)");
+  EXPECT_STREQ(fbstrerror(1), "EBEALIGN (alignment error)");
+  for (int code : {21, 22, 99, -1}) EXPECT_STREQ(fbstrerror(code), "FBEMAXNO (top of error message codes)") << code;
+  testing::internal::CaptureStderr();
+  fberror = 19;
+  print_fberror("a");
+  fberror = 21;
+  print_fberror("b");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "a: FBENOCNAME (cname not founc)b: ");
+}
+
+}  // namespace

@@ -14,3 +14,10 @@ include(CTest)
 if(BUILD_TESTING)
   vxa_part("tests" tests "libgtest-dev and libgmock-dev" "${GTest_FOUND}")
 endif()
+
+if(BUILD_TESTING)
+  add_subdirectory(fuzz)
+endif()
+
+find_package(benchmark QUIET)
+vxa_part("benchmarks" bench "libbenchmark-dev" "${benchmark_FOUND}")

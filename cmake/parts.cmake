@@ -10,6 +10,9 @@ function(vxa_part name folder package found)
   endif()
 endfunction()
 
+find_package(CLI11 QUIET CONFIG)
+vxa_part("vxa command" tools "libcli11-dev" "${CLI11_FOUND}")
+
 include(CTest)
 if(BUILD_TESTING)
   vxa_part("tests" tests "libgtest-dev and libgmock-dev" "${GTest_FOUND}")

@@ -1,0 +1,10 @@
+// Which subcommands there are.
+#include "tools/commands.h"
+
+namespace vxa::tools {
+
+void add_commands(CLI::App& vxa) {
+  vxa.require_subcommand(1);
+}
+
+}  // namespace vxa::tools

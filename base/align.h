@@ -5,8 +5,6 @@
 
 namespace vxa {
 
-inline constexpr std::int64_t align8(std::int64_t n) {
-  return (n + 7) & ~std::int64_t{7};
-}
+inline constexpr std::int64_t align8(std::int64_t n) { return (n + 7) & ~std::int64_t{7}; }
 
 }  // namespace vxa

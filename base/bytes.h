@@ -22,15 +22,9 @@ inline void store(void* at, T value) {
   std::memcpy(at, &value, sizeof value);
 }
 
-inline constexpr std::uint16_t byteswap(std::uint16_t v) {
-  return __builtin_bswap16(v);
-}
-inline constexpr std::uint32_t byteswap(std::uint32_t v) {
-  return __builtin_bswap32(v);
-}
-inline constexpr std::uint64_t byteswap(std::uint64_t v) {
-  return __builtin_bswap64(v);
-}
+inline constexpr std::uint16_t byteswap(std::uint16_t v) { return __builtin_bswap16(v); }
+inline constexpr std::uint32_t byteswap(std::uint32_t v) { return __builtin_bswap32(v); }
+inline constexpr std::uint64_t byteswap(std::uint64_t v) { return __builtin_bswap64(v); }
 
 // Between host order and network order; its own inverse.
 template <class T>

@@ -17,9 +17,7 @@ using HeapPtr = std::unique_ptr<T, HeapFree>;
 
 // Sizes are computed in 64 bits by the callers; one that is negative or that no address space holds is refused here,
 // so that no caller converts an unchecked size.
-inline constexpr bool heap_size_possible(std::int64_t bytes) {
-  return bytes >= 0 && bytes <= PTRDIFF_MAX;
-}
+inline constexpr bool heap_size_possible(std::int64_t bytes) { return bytes >= 0 && bytes <= PTRDIFF_MAX; }
 
 template <class T = void>
 inline HeapPtr<T> heap_alloc(std::int64_t bytes) {

@@ -28,8 +28,6 @@ class [[nodiscard]] Result {
 
 // The plain outcome of calls that answer 1 or fail.
 using Outcome = Result<int>;
-inline Outcome success() {
-  return Outcome{1};
-}
+inline Outcome success() { return Outcome{1}; }
 
 }  // namespace vxa

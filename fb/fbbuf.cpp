@@ -7,9 +7,7 @@ namespace vxa::fb {
 
 namespace {
 
-long buffer_size_for(int count, int datalen) {
-  return kBufferHeader + 8 * static_cast<long>(count) + datalen;
-}
+long buffer_size_for(int count, int datalen) { return kBufferHeader + 8 * static_cast<long>(count) + datalen; }
 
 Outcome initialise(FieldBuffer buffer, int size) {
   const std::int32_t capacity = buffer.capacity();

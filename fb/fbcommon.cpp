@@ -22,9 +22,7 @@ namespace {
 // Bytes that the longest text of a number is taken to need.
 constexpr int kNumberText = 100;
 
-Record record_at(const void* rec) {
-  return Record{static_cast<char*>(const_cast<void*>(rec))};
-}
+Record record_at(const void* rec) { return Record{static_cast<char*>(const_cast<void*>(rec))}; }
 
 int bad_field() {
   fberror = FBEBADFLD;
@@ -33,17 +31,13 @@ int bad_field() {
 
 }  // namespace
 
-extern "C" int _calc_falign_len(int length) {
-  return static_cast<int>(align8(std::int64_t{length} + kKeySize));
-}
+extern "C" int _calc_falign_len(int length) { return static_cast<int>(align8(std::int64_t{length} + kKeySize)); }
 
 extern "C" int _get_alen_from_type(int type, const void* value, int len) {
   return static_cast<int>(slot_length_for(type, Value{value, len}));
 }
 
-extern "C" int _get_alen_from_curpos(const void* rec) {
-  return static_cast<int>(record_at(rec).slot_length());
-}
+extern "C" int _get_alen_from_curpos(const void* rec) { return static_cast<int>(record_at(rec).slot_length()); }
 
 extern "C" int _get_fldlen_from_curpos(const void* rec) {
   const Record record = record_at(rec);
@@ -58,9 +52,7 @@ extern "C" int _get_fldlen_from_type(int type, const void* rec) {
   return stored == kString || stored == kCarray ? static_cast<int>(record.value_length() + 1) : kNumberText;
 }
 
-extern "C" void* _get_valuep_from_curpos(const void* rec) {
-  return record_at(rec).value();
-}
+extern "C" void* _get_valuep_from_curpos(const void* rec) { return record_at(rec).value(); }
 
 extern "C" const void* _get_null_value(int type) {
   static const void* const kNullValues[] = {nullptr, &ncv, &nsv, &niv, &nlv, &nfv, &ndv, &nstv, &ncav};

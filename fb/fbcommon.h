@@ -20,9 +20,7 @@ inline constexpr std::int32_t kKeySize = 4;
 inline constexpr std::int32_t kMinimumSlot = 8;
 
 enum Type : int { kChar = 1, kShort, kInt, kLong, kFloat, kDouble, kString, kCarray };
-inline constexpr bool type_known(int type) {
-  return type >= kChar && type <= kCarray;
-}
+inline constexpr bool type_known(int type) { return type >= kChar && type <= kCarray; }
 
 // A 32-bit field identifier: type code in the top 6 bits, field number in the low 24; bit 24 marks a stored record as
 // fetched, which takes it out of every comparison of whole keys.

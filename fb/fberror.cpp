@@ -36,21 +36,13 @@ const char* const _fberr_strtab[] = {
 };
 static_assert(std::size(_fberr_strtab) == FBEMAXNO + 2);
 
-extern "C" const char* fbstrerror(int code) {
-  return _fberr_strtab[code < 0 || code > FBEMAXNO ? FBEMAXNO : code];
-}
+extern "C" const char* fbstrerror(int code) { return _fberr_strtab[code < 0 || code > FBEMAXNO ? FBEMAXNO : code]; }
 
-extern "C" int getfberror() {
-  return fberror;
-}
+extern "C" int getfberror() { return fberror; }
 
-extern "C" int getfberrno() {
-  return fberror;
-}
+extern "C" int getfberrno() { return fberror; }
 
-extern "C" int* _tmget_fberror_addr() {
-  return &fberror;
-}
+extern "C" int* _tmget_fberror_addr() { return &fberror; }
 
 extern "C" void print_fberror(const char* msg) {
   const bool has_text = fberror >= 0 && fberror < FBEMAXNO;

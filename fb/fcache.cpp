@@ -117,6 +117,4 @@ extern "C" int _upd_fcache(const void* buf, std::uint32_t key, int occurrence, i
   return fcache::record(buf, key, occurrence, static_cast<std::uint32_t>(offset));
 }
 
-extern "C" int _clear_fcache(const void* buf) {
-  return fcache::clear(buf) ? 1 : -1;
-}
+extern "C" int _clear_fcache(const void* buf) { return fcache::clear(buf) ? 1 : -1; }

@@ -47,9 +47,7 @@ const TypeRow* canonical_row(std::int32_t type_class) {
   return first_row([=](const TypeRow& row) { return row.type_class == type_class; });
 }
 
-int index_of(const TypeRow* row) {
-  return row ? static_cast<int>(row - _tmtypetab) : kNoRow;
-}
+int index_of(const TypeRow* row) { return row ? static_cast<int>(row - _tmtypetab) : kNoRow; }
 
 std::int32_t struct_size_of(const char* subtype) {
   const sdl::StructRow* described = sdl::find_struct(subtype);
@@ -70,9 +68,7 @@ std::int64_t granted_capacity(const TypeRow& row, std::int32_t size) {
 }
 
 // The header's size word is 32 bits wide.
-bool capacity_possible(std::int64_t capacity) {
-  return capacity >= 0 && capacity <= INT32_MAX;
-}
+bool capacity_possible(std::int64_t capacity) { return capacity >= 0 && capacity <= INT32_MAX; }
 
 // The data bytes that were there before a resize, free of the reserve that a trailer adds to the size word.
 std::int64_t old_capacity(const MsgHeader* header) {
@@ -165,17 +161,11 @@ extern "C" int _get_type_idx(const char* type, const char* subtype, int* struct_
   return *struct_size < 0 ? tbuffer::kNoRow : tbuffer::index_of(row);
 }
 
-extern "C" int _get_idx_from_typeno(int type_class) {
-  return tbuffer::index_of(tbuffer::canonical_row(type_class));
-}
+extern "C" int _get_idx_from_typeno(int type_class) { return tbuffer::index_of(tbuffer::canonical_row(type_class)); }
 
-extern "C" int _vesk_IsHeapPtr(const void* pointer) {
-  return is_heap_pointer(pointer) ? 1 : 0;
-}
+extern "C" int _vesk_IsHeapPtr(const void* pointer) { return is_heap_pointer(pointer) ? 1 : 0; }
 
-extern "C" const char* tpstrerror(int) {
-  return " ";
-}
+extern "C" const char* tpstrerror(int) { return " "; }
 
 extern "C" char* tpalloc(const char* type, const char* subtype, long size) {
   static constexpr ApiTexts texts{"tpalloc", "tpalloc(\"%s\", \"%s\", %d)", "tpalloc = %#x",

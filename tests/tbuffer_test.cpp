@@ -10,9 +10,7 @@
 
 namespace {
 
-long capacity(const char* data) {
-  return tptypes(data, nullptr, nullptr);
-}
+long capacity(const char* data) { return tptypes(data, nullptr, nullptr); }
 
 TEST(TypedBuffer, GrantsTheMinimumOfItsTypeOrMore) {
   struct Case {

@@ -32,9 +32,7 @@ inline constexpr int kApiClass = 1;
 
 // How values reach the hook: text as text, any other pointer as the unsigned that "%#x" prints, integers as int (the
 // formats print longs with "%d" too).
-inline const char* value_of(const char* text) {
-  return text;
-}
+inline const char* value_of(const char* text) { return text; }
 template <class T>
 requires(!std::same_as<T, const char>) inline unsigned value_of(T* pointer) {
   return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(pointer));

@@ -2,9 +2,7 @@
 // lives in this file, so that no compiler can join the definition with the comparison against it.
 #include "trace/hook.h"
 
-extern "C" int _vesk_trace(const char*, int, int, const char*, ...) {
-  return 1;
-}
+extern "C" int _vesk_trace(const char*, int, int, const char*, ...) { return 1; }
 
 extern "C" __attribute__((visibility("hidden"), alias("_vesk_trace"))) int vxa_own_trace(const char*, int, int,
                                                                                          const char*, ...);
@@ -15,6 +13,4 @@ decltype(&_vesk_trace) const own_hook = &vxa_own_trace;
 
 }  // namespace vxa::trace
 
-extern "C" int _internal_call_chk() {
-  return 1;
-}
+extern "C" int _internal_call_chk() { return 1; }

@@ -9,8 +9,6 @@ namespace vxa::trace {
 // would assume that two functions differ.
 extern decltype(&_vesk_trace) const own_hook;
 
-inline bool hook_replaced() {
-  return &_vesk_trace != own_hook;
-}
+inline bool hook_replaced() { return &_vesk_trace != own_hook; }
 
 }  // namespace vxa::trace

@@ -39,20 +39,14 @@ inline constexpr std::uint32_t kTrailerFree = 0x02000000;        // the trailer 
 inline constexpr std::uint32_t kTrailerPresent = 0x04000000;     // the payload ends with a trailer
 inline constexpr std::uint32_t kTrailerLengthMask = 0x000000FF;  // its length
 
-inline bool has_magic(const MsgHeader* header) {
-  return header->magic == kMessageMagic;
-}
+inline bool has_magic(const MsgHeader* header) { return header->magic == kMessageMagic; }
 
 inline std::int32_t trailer_length(const MsgHeader* header) {
   return header->reqctl & kTrailerPresent ? static_cast<std::int32_t>(header->reqctl & kTrailerLengthMask) : 0;
 }
 
-inline char* payload_of(MsgHeader* header) {
-  return reinterpret_cast<char*>(header + 1);
-}
-inline const char* payload_of(const MsgHeader* header) {
-  return reinterpret_cast<const char*>(header + 1);
-}
+inline char* payload_of(MsgHeader* header) { return reinterpret_cast<char*>(header + 1); }
+inline const char* payload_of(const MsgHeader* header) { return reinterpret_cast<const char*>(header + 1); }
 
 // Fills a header: zero, but for the magic number and the header-only type.
 void init_header(MsgHeader* header);

@@ -23,26 +23,18 @@ std::string formatted(const char* format, va_list values) {
   return text;
 }
 
-int hex_digit(char c) {
-  return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10;
-}
+int hex_digit(char c) { return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10; }
 
 }  // namespace
 
-std::vector<LogRecord> take_log() {
-  return std::exchange(records, {});
-}
-std::vector<TraceEvent> take_trace() {
-  return std::exchange(events, {});
-}
+std::vector<LogRecord> take_log() { return std::exchange(records, {}); }
+std::vector<TraceEvent> take_trace() { return std::exchange(events, {}); }
 
 Tracing::Tracing() {
   events.clear();
   ++tracing;
 }
-Tracing::~Tracing() {
-  --tracing;
-}
+Tracing::~Tracing() { --tracing; }
 
 Environment::Environment(const char* name, const char* value) : name_(name), was_set_(std::getenv(name) != nullptr) {
   if (was_set_) before_ = std::getenv(name);
@@ -76,9 +68,7 @@ std::string bytes(const char* hex) {
 
 using namespace host;
 
-extern "C" int _vesk_check_loglvl(int level) {
-  return level <= log_level;
-}
+extern "C" int _vesk_check_loglvl(int level) { return level <= log_level; }
 
 extern "C" int _real_errwork(int flag, int level, const char* code, const char* format, ...) {
   va_list values;

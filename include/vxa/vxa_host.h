@@ -144,6 +144,28 @@ int _get_host_nw_stsize(const char *name, int *host_size, int *network_size);
 
 /* ---- Semantics settings ------------------------------------------------------------------------------------------- */
 
+/* The environment variable VESK_SEMANTICS holds settings, as in "FDL_LEN=TRU,CRYPT_SW=Y": items separated by commas, each
+ * a key, '=' or ':', and a value of at most 255 characters; an item has at most 256. Blanks are dropped wherever they
+ * stand. The library reads it when the length policy is first needed, and again at every need until a read succeeded. */
+
+/* 1 once the settings were read. */
+extern int32_t _vesk_semantics_flag;
+
+/* FDL_LEN, what becomes of a string or carray that is longer than the length that its reader gave: 0 (not set) and 1
+ * ("OLD") copied whole, 2 ("TRU") cut to that length, 3 ("ERR") refused with FBENOSPACE. */
+extern int32_t _vesk_flen_flag;
+
+/* CRYPT_SW: 1 for "Y" or "y". The library does not consult it. */
+extern int32_t _vesk_crypt_sw;
+
+/* Reads the settings unless they were read. Returns 1, also when the variable is not set, or -1 for a malformed item
+ * (empty, unknown key, no separator, too long): the flags then stay as they were. */
+int _vesk_read_semantics(void);
+
+/* Sets the three flags to 0, so that the next use reads the settings again; a key that the variable then does not name
+ * keeps the value that was last read for it. Returns 1. */
+int _vesk_init_semantics(void);
+
 /* ---- Environment file and paths ----------------------------------------------------------------------------------- */
 
 /* ---- Process utilities -------------------------------------------------------------------------------------------- */

@@ -1,0 +1,8 @@
+// Characters of the texts that users write; independent of the host's locale.
+#pragma once
+
+namespace vxa {
+
+inline constexpr bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+}  // namespace vxa

@@ -15,7 +15,8 @@ set(vxa_sources
 
 add_library(vxa SHARED ${vxa_sources})
 target_link_libraries(vxa PRIVATE $<BUILD_INTERFACE:vxa_options>)
-target_include_directories(vxa PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
+target_include_directories(vxa PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+                                      $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include/vxa>)
 target_compile_options(vxa PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
                                    -fsemantic-interposition)
 set_target_properties(vxa PROPERTIES

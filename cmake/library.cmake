@@ -11,7 +11,11 @@ set(vxa_sources
     sdl/sdltable.cpp
     tbuffer/tbuffer.cpp
     trace/hook.cpp
-    wire/common.cpp)
+    wire/common.cpp
+    wire/connect.cpp
+    wire/descriptor_flags.cpp
+    wire/listen.cpp
+    wire/network.cpp)
 
 add_library(vxa SHARED ${vxa_sources})
 target_link_libraries(vxa PRIVATE $<BUILD_INTERFACE:vxa_options>)

@@ -138,15 +138,90 @@ int _get_host_nw_stsize(const char *name, int *host_size, int *network_size);
 
 /* ---- Sockets and descriptors -------------------------------------------------------------------------------------- */
 
+/* IPv4 over TCP. Addresses are in network order, ports in host order. Descriptors up to 16383 can be waited on. */
+
+/* The address of a dotted address or of a host name; -1 when the name does not resolve. */
+int _vesk_getipbyname(const char *name);
+
+/* Open a connection to that address and port; an address of 0 or -1 stands for the host's, any other makes the name
+ * irrelevant. Return the connected, blocking socket, which the caller closes, or -1 (with errno ETIME when the time ran
+ * out).
+ *
+ * _network_connect                waits without limit.
+ * _network_connect_with_timeout   waits at most secs seconds; without limit when secs is below 1.
+ * _network_connect_with_timeout3  waits at most secs seconds and usecs microseconds; without limit when both are below
+ *                                 1.
+ *
+ * The variants that end in 2 connect from that local port, with SO_REUSEADDR, and return -2 when it cannot be bound. */
+int _network_connect(const char *host, uint32_t addr, int port);
+int _network_connect2(const char *host, uint32_t addr, int port, int localport);
+int _network_connect_with_timeout(const char *host, uint32_t addr, int port, int secs);
+int _network_connect_with_timeout2(const char *host, uint32_t addr, int port, int secs, int localport);
+int _network_connect_with_timeout3(const char *host, uint32_t addr, int port, int secs, int usecs);
+
+/* The same without waiting: return 1 with a connected, blocking socket in *fd, 0 with a non-blocking one there whose
+ * connection is in progress (the caller completes it), or -1 or -2 with *fd unchanged. */
+int _network_connect_nb(const char *host, uint32_t addr, int port, int *fd);
+int _network_connect_nb2(const char *host, uint32_t addr, int port, int *fd, int localport);
+
+/* Open a listening socket (backlog 127) on every address, or on the given one. Return the socket, which the caller
+ * closes, -1 when no socket could be made, -2 when it could not be bound, -3 when it could not listen.
+ *
+ * _network_listen2         does not set SO_REUSEADDR, as the others do.
+ * _network_listen_ipaddr2  takes the port from *port (0, or a null pointer: any) and stores the one that was bound
+ *                          there; -4 when that could not be read back. */
+int _network_listen(int port);
+int _network_listen2(int port);
+int _network_listen_ipaddr(uint32_t addr, int port);
+int _network_listen_ipaddr2(uint32_t addr, int *port);
+
+/* Accept a connection and set SO_KEEPALIVE on it; _network_accept2 stores the peer's address in *addr unless that is
+ * null. Return the new socket, which the caller closes, or -1. */
+int _network_accept(int fd);
+int _network_accept2(int fd, uint32_t *addr);
+
+/* Read n bytes, however they arrive and whatever signals do: from a socket, and from any descriptor. Return n, fewer
+ * when the stream ended before (0 included), 0 for an n below 1, or -1 with errno set. */
+int _vesk_readn(int fd, void *buf, int n);
+int pipe_readn(int fd, void *buf, int n);
+
+/* Write n bytes: to a socket (twice the same), and to any descriptor. Return n, 0 for an n below 1, or the 0 or -1 of
+ * the write that failed; the bytes before it are not counted. A signal is such a failure: a host whose signals may
+ * arrive meanwhile installs its handlers with SA_RESTART. A peer that is gone raises SIGPIPE unless the host ignores
+ * it. */
+int _vesk_writen(int fd, const void *buf, int n);
+int _vesk_writen_urg(int fd, const void *buf, int n);
+int pipe_writen(int fd, const void *buf, int n);
+
+/* Waits until fd is readable, at most secs seconds (a signal starts the wait anew), then reads: n bytes as _vesk_readn
+ * does when whole is nonzero, else what one read gives. Returns the read's result, or -1, with errno EINTR when the
+ * time ran out. */
+int _vesk_read_timeout(int fd, void *buf, int n, int secs, int whole);
+
+/* Clears errno and waits until fd is readable, at most secs seconds. Returns 1 when it is, 0 when the time ran out, -1
+ * on an error, a signal (EINTR) included. */
+int _vesk_read_check(int fd, int secs);
+
+/* Set and clear bits of the file status flags (O_NONBLOCK and the like). Return 1, or -1 after a log record. */
+int _set_fl(int fd, int flags);
+int _clr_fl(int fd, int flags);
+
+/* Prints O_APPEND, O_NONBLOCK and O_SYNC of the descriptor on standard output, each as its bit or 0. Returns 1, or -1
+ * after a log record. */
+int _show_fl(int fd);
+
+/* Sets close-on-exec: flag must be 1 (FD_CLOEXEC). Returns 1, or -1 after a log record. */
+int _set_fd(int fd, int flag);
+
 /* ---- Process and node channels ------------------------------------------------------------------------------------ */
 
 /* ---- Trace specification ------------------------------------------------------------------------------------------ */
 
 /* ---- Semantics settings ------------------------------------------------------------------------------------------- */
 
-/* The environment variable VESK_SEMANTICS holds settings, as in "FDL_LEN=TRU,CRYPT_SW=Y": items separated by commas, each
- * a key, '=' or ':', and a value of at most 255 characters; an item has at most 256. Blanks are dropped wherever they
- * stand. The library reads it when the length policy is first needed, and again at every need until a read succeeded. */
+/* The environment variable VESK_SEMANTICS holds settings, as in "FDL_LEN=TRU,CRYPT_SW=Y": items separated by commas,
+ * each a key, '=' or ':', and a value; an item has at most 256 characters, a value 255. Blanks are dropped wherever they
+ * stand. The library reads it when the length policy is first needed, and again at every need until a read succeeds. */
 
 /* 1 once the settings were read. */
 extern int32_t _vesk_semantics_flag;

@@ -3,6 +3,9 @@
 # Names leave it only through cmake/exports.txt. Semantic interposition stays on: a host may replace the trace hook,
 # and exported data may be bound into an executable by copy relocation.
 set(vxa_sources
+    env/envfile.cpp
+    env/envline.cpp
+    env/paths.cpp
     env/semantics.cpp
     fb/fbbuf.cpp
     fb/fbcommon.cpp

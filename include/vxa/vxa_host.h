@@ -243,6 +243,47 @@ int _vesk_init_semantics(void);
 
 /* ---- Environment file and paths ----------------------------------------------------------------------------------- */
 
+/* Reads an environment file and puts its assignments into the environment of the process: those outside of sections,
+ * and those of the sections labelled with that name (null: of none). Malformed lines are reported to the log (COM0029
+ * to COM0034) and skipped. Returns 1 when at least one assignment was put, else -1: none applied, the file cannot be
+ * read (COM0035), memory is short (COM0036) or putenv failed (COM0037). What was put before a failure stays. */
+int _set_veskenv(const char *path, const char *section);
+
+/* Parses one line of an environment file, with or without its newline. out, of 1024 bytes, receives the label of
+ * result 2 and NAME=VALUE, expanded, of result 4, and is left alone otherwise. Returns 1 for a comment, 2 for the start
+ * of a section, 3 for the return to the common part, 4 for an assignment, 5 for a blank line, -1 for a malformed one
+ * (after a log record) or a null argument. */
+int _process_env_line(const char *line, char *out);
+
+/* Appends '/' to a path that does not end in one; there must be room for it. Returns 1 when it already did, 0 when the
+ * slash was added (an empty path gets one too), -1 when path is null. */
+int _slash_check(char *path);
+
+/* The directory of a path, up to and including its last '/' or '\': in a static area that the next call overwrites.
+ * Null when there is none, or when path is null or has 256 characters or more. */
+char *_vesk_path_prefix(const char *path);
+
+/* What follows the last '/' or '\' of a path, the whole path when it has none: a pointer into path. Null when path is
+ * null or empty. */
+char *_vesk_path_basename(const char *path);
+
+/* Creates a directory and its missing parents, with permissions 0777 less the file-creation mask. Returns 0, or -1 when
+ * it is there already, cannot be created, or path is null or has 256 characters or more. */
+int _vesk_create_dir(const char *path);
+
+/* Replaces every '\' of a path by '/', in place. */
+void _vesk_conv_slash(char *path);
+
+/* Normalises a path in place: '\' becomes '/', empty and "." components go, and ".." goes together with the component
+ * in front of it; a last component with no separator behind it is not changed. Returns 1, or -1 when path is null. */
+int _vesk_proc_path(char *path);
+
+/* Write the names of the manager's rendezvous file (vmmd) and lock file (vmmld): in VESK_PATHDIR when that is set, else
+ * in path/ below VESKDIR. buffer must hold the directory, "/path/" and the name. Return 1, or -1 when buffer is null or
+ * neither variable is set. */
+int _get_vmm_path(char *buffer);
+int _vesk_vmm_lockfile(char *buffer);
+
 /* ---- Process utilities -------------------------------------------------------------------------------------------- */
 
 /* ---- Access control lists ----------------------------------------------------------------------------------------- */

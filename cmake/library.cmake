@@ -10,7 +10,9 @@ set(vxa_sources
     fb/fbbuf.cpp
     fb/fbcommon.cpp
     fb/fberror.cpp
+    fb/fbmap.cpp
     fb/fcache.cpp
+    fb/fdlfile.cpp
     sdl/sdltable.cpp
     tbuffer/tbuffer.cpp
     trace/hook.cpp

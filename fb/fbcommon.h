@@ -31,6 +31,11 @@ class FieldKey {
   explicit constexpr FieldKey(std::uint32_t word) : word_(word) {}
   explicit constexpr FieldKey(int word) : word_(static_cast<std::uint32_t>(word)) {}
 
+  // Added up, so that a number beyond 24 bits runs into the type.
+  static constexpr int made_of(int type, int number) {
+    return static_cast<int>((static_cast<std::uint32_t>(type) << 26) + static_cast<std::uint32_t>(number));
+  }
+
   constexpr std::uint32_t word() const { return word_; }
   constexpr int type() const { return static_cast<std::int32_t>(word_) >> 26; }
   constexpr int number() const { return static_cast<int>(word_ & 0xFFFFFF); }

@@ -104,6 +104,15 @@ class ApiCall {
     return result;
   }
 
+  // Fails with the code and a failure text of its own; that prints the leading values, the code and its text.
+  template <class... Leading>
+  CallFailed fail_as(const char* text, int code, Leading... leading) const {
+    ErrorDomain::set(code);
+    if (trace::hook_replaced()) [[unlikely]]
+      trace::report(texts_.name, trace::kFailure, text, leading..., code, ErrorDomain::text(code));
+    return {};
+  }
+
   // Succeeds: the success text prints the result.
   template <class T>
   T done(T result) const {

@@ -107,6 +107,31 @@ void *fbrealloc(void *buf, int count, int datalen);
 
 /* ---- Keys and names ------------------------------------------------------------------------------------------------ */
 
+/* Names and keys are those of the field table files that the environment variable FDLFILE names, separated by commas.
+ * The first lookup loads them, and so does every further one until a load succeeds. A lookup that cannot load them
+ * fails with fberror 0 and leaves records in the error log. */
+
+/* The key of a name, or 0, with FBENOENT (no such name) or FBEINVAL (name is null). Cost: a step or two where the table
+ * was made for it; a pass over the whole table for a name that is not there. */
+int fbget_fldkey(const char *name);
+
+/* The name of a key: a text of the loaded table, valid until that is unloaded. Null with FBENOENT (no such key, or it
+ * has no name). Cost: as for fbget_fldkey. */
+const char *fbget_fldname(int key);
+
+/* Parts of a key: its number, its type code, and the name of its type ("char" to "carray", empty for other codes).
+ * None of them looks at the field table, and none fails. */
+int fbget_fldno(int key);
+int fbget_fldtype(int key);
+const char *fbget_strfldtype(int key);
+
+/* The key of a type code and a number: type * 2^26 + number. Never fails; fberror stays as it is. */
+int fbmake_fldkey(int type, int number);
+
+/* Release the field table, and with it the names that fbget_fldname gave. The next lookup loads it again. */
+void fbkeynm_unload(void);
+void fbnmkey_unload(void);
+
 /* ---- Fields -------------------------------------------------------------------------------------------------------- */
 
 /* ---- Conversion ---------------------------------------------------------------------------------------------------- */

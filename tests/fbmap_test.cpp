@@ -1,0 +1,340 @@
+// Field keys, field table files and lookups in them.
+#include "fb/fbmap.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fb/fdlfile.h"
+#include "tests/support/files.h"
+#include "tests/support/host.h"
+#include "vxa/fbuf.h"
+
+namespace {
+
+using host::LogRecord;
+using host::TraceEvent;
+using testing::ElementsAre;
+
+constexpr int kAmount = 0x18000001;  // double, number 1
+
+// 12 + 52 + 8 bytes: a double AMOUNT with number 1.
+const std::string kOneField = host::bytes(
+    "b8 22 00 00  01 00 00 00  00 00 00 00"
+    "41 4d 4f 55 4e 54 __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __"
+    "__ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __  01 00 00 18"
+    "01 00 00 18  00 00 00 00");
+
+template <class Number>
+void put(std::string& bytes, std::size_t at, Number number) {
+  std::memcpy(&bytes[at], &number, sizeof number);
+}
+
+// A table file of n slots, free at first: an empty name with key 0, key 0 without a name.
+class TableFile {
+ public:
+  explicit TableFile(int n) : slots_(static_cast<std::size_t>(n)), bytes_(12 + 60 * slots_, '\0') {
+    put(bytes_, 0, 8888);
+    put(bytes_, 4, n);
+    for (std::size_t slot = 0; slot < slots_; ++slot) put(bytes_, key_at(slot) + 4, -1);
+  }
+  TableFile& name(std::size_t slot, const char* name, int key) {
+    std::memcpy(&bytes_[12 + 52 * slot], name, std::strlen(name));
+    put(bytes_, 12 + 52 * slot + 48, key);
+    return *this;
+  }
+  TableFile& key(std::size_t slot, int key, int name) {
+    put(bytes_, key_at(slot), key);
+    put(bytes_, key_at(slot) + 4, name);
+    return *this;
+  }
+  const std::string& bytes() const { return bytes_; }
+
+ private:
+  std::size_t key_at(std::size_t slot) const { return 12 + 52 * slots_ + 8 * slot; }
+
+  std::size_t slots_;
+  std::string bytes_;
+};
+
+class FieldTable : public testing::Test {
+ protected:
+  FieldTable() {
+    fbkeynm_unload();
+    host::take_log();
+  }
+  ~FieldTable() override { fbkeynm_unload(); }
+
+  void use(const std::string& list) {
+    fbkeynm_unload();
+    environment_.emplace("FDLFILE", list.c_str());
+  }
+  void use_file(const TableFile& file) { use(folder_.write("table", file.bytes())); }
+
+  host::Folder folder_;
+  std::optional<host::Environment> environment_;
+};
+
+TEST(FieldKeys, AreTypeAndNumberAddedUp) {
+  EXPECT_EQ(fbmake_fldkey(3, 10), 201326602);
+  EXPECT_EQ(fbmake_fldkey(5, 300), 0x1400012C);
+  EXPECT_EQ(fbmake_fldkey(1, 1 << 26), 0x08000000) << "a number beyond its bits runs into the type";
+  EXPECT_EQ(fbget_fldtype(0x1400012C), 5);
+  EXPECT_EQ(fbget_fldno(0x1400012C), 300);
+  EXPECT_EQ(fbget_fldno(0x0D00000A), 10) << "the fetched mark belongs to neither part";
+  EXPECT_EQ(fbget_fldtype(-1), -1) << "the type is shifted with its sign";
+  EXPECT_STREQ(fbget_strfldtype(0x1400012C), "float");
+  EXPECT_STREQ(fbget_strfldtype(8 << 26), "carray");
+  for (int key : {0, 9 << 26, 10 << 26, -1}) EXPECT_STREQ(fbget_strfldtype(key), "") << key;
+}
+
+TEST(FieldKeys, OnlyMakingOneKeepsTheErrorCode) {
+  fberror = 6;
+  fbmake_fldkey(1, 1);
+  EXPECT_EQ(fberror, 6);
+  fbget_fldno(1);
+  EXPECT_EQ(fberror, 0);
+}
+
+TEST(FieldHashes, ByMask) {
+  const auto name_hash = [](const char* name, int mask) { return vxa::fdl::name_hash(name, mask); };
+  EXPECT_EQ(name_hash("AMOUNT", 99), 64) << "65 + 77 + 79 + 85 + 78 + 84 = 468";
+  EXPECT_EQ(name_hash("AB", 511), 131);
+  EXPECT_EQ(name_hash("AB", 512), 0);
+  EXPECT_EQ(name_hash("AB", 599), 66);
+  EXPECT_EQ(name_hash("AB", 1023), 322);
+  EXPECT_EQ(name_hash("ABC", 0x7fffffff), 0x4142 + 0x4300);
+  EXPECT_EQ(name_hash("\xff", 255), 255) << "bytes are signed";
+  EXPECT_EQ(name_hash("", 511), 0);
+  EXPECT_EQ(name_hash((std::string(48, 'A') + "BCD").c_str(), 0x7fffffff), 24 * 0x4141) << "words end at 48 bytes";
+  EXPECT_EQ(name_hash((std::string(48, '\1') + '\2').c_str(), 511), 50) << "bytes do not";
+
+  const auto key_hash = [](int key, int mask, int slots) {
+    return vxa::fdl::key_hash(static_cast<unsigned>(key), mask, slots);
+  };
+  EXPECT_EQ(key_hash(0x0C00000A, 99, 100), 2);
+  EXPECT_EQ(key_hash(0x0C00000A, 511, 512), 10);
+  EXPECT_EQ(key_hash(0x0C00000A, 512, 513), 512) << "0x0A00 + 0x000C = 2572";
+  EXPECT_EQ(key_hash(0x0C00000A, 599, 600), 516);
+  EXPECT_EQ(key_hash(0x0C00000A, 1023, 1024), 524);
+  EXPECT_EQ(key_hash(-1, 99, 100), 95) << "4294967295 modulo 100";
+}
+
+TEST_F(FieldTable, OneField) {
+  use(folder_.write("one", kOneField));
+  EXPECT_EQ(kOneField.size(), 72u);
+  EXPECT_EQ(fbget_fldkey("AMOUNT"), 402653185);
+  EXPECT_STREQ(fbget_fldname(402653185), "AMOUNT");
+  EXPECT_STREQ(fbget_strfldtype(402653185), "double");
+  EXPECT_EQ(_fname_fldkey_tab_loaded, 1);
+  EXPECT_EQ(_fname_count, 1);
+  EXPECT_EQ(_fldkey_count, 1);
+  EXPECT_EQ(_fname_hash_mask, 0);
+
+  for (const std::string& name : {std::string("amount"), std::string("AMOUNT "), std::string("AMOUN"),
+                                  std::string("AMOUNT") + std::string(50, 'X')}) {
+    EXPECT_EQ(fbget_fldkey(name.c_str()), 0);
+    EXPECT_EQ(fberror, FBENOENT);
+  }
+  for (int key : {0, 1, 0x18000002, 0x19000001, -1}) {
+    EXPECT_EQ(fbget_fldname(key), nullptr);
+    EXPECT_EQ(fberror, FBENOENT);
+  }
+  EXPECT_EQ(fbget_fldkey(nullptr), 0);
+  EXPECT_EQ(fberror, FBEINVAL);
+  fbnmkey_unload();
+  EXPECT_EQ(fberror, 0);
+  EXPECT_EQ(_fldname, nullptr);
+  EXPECT_EQ(_fname_count, 0);
+  EXPECT_EQ(_fname_hash_mask, 0);
+  EXPECT_EQ(fbget_fldkey("AMOUNT"), kAmount) << "loaded again";
+}
+
+TEST_F(FieldTable, MaskFollowsTheSlotsOfAllFiles) {
+  struct Case {
+    std::vector<int> slots;
+    int mask;
+  };
+  for (const Case& c :
+       {Case{{512}, 511}, Case{{513}, 512}, Case{{600}, 599}, Case{{3, 5}, 7}, Case{{3, 5, 600}, 606}}) {
+    std::string list;
+    int slots = 0;
+    for (int n : c.slots) {
+      slots += n;
+      list.append(",").append(folder_.write(std::to_string(n), TableFile{n}.name(0, "AB", kAmount).bytes()));
+    }
+    use(list + ",");
+    EXPECT_EQ(fbget_fldkey("AB"), kAmount);
+    EXPECT_EQ(_fname_hash_mask, c.mask);
+    EXPECT_EQ(_fldkey_count, slots);
+  }
+}
+
+TEST_F(FieldTable, LookupsStartAtTheHashAndRunInACircle) {
+  TableFile file{600};
+  file.name(66, "AB", 1 << 26).name(67, "AB", 2 << 26);   // the first from the hash on wins
+  file.name(577, "BA", 3 << 26);                          // 0x4241 & 599 = 577
+  file.name(4, "\x02\x57", 4 << 26);                      // hash 599: found past the end
+  file.key(516, 0x0C00000A, 66).key(0, 0x0C00000B, 577);  // the second: 0x0B0C & 599 = 516
+  use_file(file);
+  EXPECT_EQ(_find_fnamei_by_fname("AB"), -1) << "nothing is loaded";
+  EXPECT_EQ(fbget_fldkey("AB"), 1 << 26);
+  EXPECT_EQ(_find_fnamei_by_fname("BA"), 577);
+  EXPECT_EQ(_find_fnamei_by_fname("\x02\x57"), 4);
+  EXPECT_EQ(_find_fldkeyi_by_fldkey(0x0C00000A), 516);
+  EXPECT_STREQ(fbget_fldname(0x0C00000B), "BA");
+}
+
+TEST_F(FieldTable, LaterFilesShiftTheirNameIndexes) {
+  const std::string first = folder_.write("first", TableFile{2}.name(0, "A", 11).key(0, 11, 0).bytes());
+  const std::string second = folder_.write("second", TableFile{2}.name(1, "B", 12).key(0, 12, 1).bytes());
+  const std::string third = folder_.write("third", kOneField);
+  use(first + "," + second + ",," + third);
+  EXPECT_EQ(fbget_fldkey("B"), 12);
+  EXPECT_STREQ(fbget_fldname(12), "B");
+  EXPECT_STREQ(fbget_fldname(kAmount), "AMOUNT");
+  EXPECT_EQ(_fldkey[2].name, 3);
+  EXPECT_EQ(_fldkey[3].name, -1);
+  EXPECT_EQ(_fldkey[4].name, 4);
+  EXPECT_EQ(fbget_fldname(0), nullptr) << "the key of a free slot";
+  EXPECT_EQ(fberror, FBENOENT);
+}
+
+TEST_F(FieldTable, NoFileIsAnEmptyTable) {
+  use("");
+  EXPECT_EQ(fbget_fldkey("AMOUNT"), 0);
+  EXPECT_EQ(fberror, FBENOENT);
+  EXPECT_EQ(fbget_fldname(kAmount), nullptr);
+  EXPECT_EQ(fberror, FBENOENT);
+  EXPECT_EQ(_fname_fldkey_tab_loaded, 1);
+  EXPECT_EQ(_fname_hash_mask, 1);
+  EXPECT_EQ(_fldkey_hash(5), 0);
+  EXPECT_TRUE(host::take_log().empty());
+}
+
+TEST_F(FieldTable, DamagedNamesAndIndexesLeadNowhere) {
+  TableFile file{4};
+  file.name(0, std::string(48, 'A').c_str(), 5).name(1, "GOOD", 6);
+  file.key(0, 5, 0).key(1, 6, 4).key(2, 7, -2).key(3, 8, 0x7fffffff);
+  const std::string good = folder_.write("good", kOneField);
+  use(folder_.write("damaged", file.bytes()) + "," + good);
+  EXPECT_EQ(fbget_fldkey(std::string(48, 'A').c_str()), 0);
+  EXPECT_EQ(fberror, FBENOENT);
+  for (int key : {5, 6, 7, 8}) {
+    EXPECT_EQ(fbget_fldname(key), nullptr) << key;
+    EXPECT_EQ(fberror, FBENOENT);
+  }
+  EXPECT_EQ(fbget_fldkey("GOOD"), 6);
+  EXPECT_STREQ(fbget_fldname(kAmount), "AMOUNT");
+}
+
+TEST_F(FieldTable, AFileCutOffAnywhereFailsAtItsRead) {
+  for (std::size_t length = 0; length < kOneField.size(); ++length) {
+    use(folder_.write("cut", kOneField.substr(0, length)));
+    EXPECT_EQ(fbget_fldkey("AMOUNT"), 0);
+    EXPECT_EQ(fberror, 0);
+    EXPECT_EQ(_fldname, nullptr);
+    EXPECT_EQ(_fldkey, nullptr);
+    const LogRecord read = length < 12   ? LogRecord{1, 2, "FDL0503", "0011 file read error : 0 12"}
+                           : length < 64 ? LogRecord{1, 2, "FDL0509", "0011 file read error : 0 52"}
+                                         : LogRecord{1, 2, "FDL0513", "0011 file read error : 0 8"};
+    EXPECT_THAT(host::take_log(), ElementsAre(read, LogRecord{0, 2, "FDL0801", "3007 failed to load field key table"}));
+  }
+}
+
+TEST_F(FieldTable, RefusesBadHeadersAndBadLists) {
+  const auto logged = [this](const std::string& list) {
+    use(list);
+    EXPECT_EQ(fbget_fldname(kAmount), nullptr);
+    EXPECT_EQ(fberror, 0);
+    std::vector<LogRecord> log = host::take_log();
+    EXPECT_EQ(log.back(), (LogRecord{0, 2, "FDL0806", "3007 failed to load field key table"}));
+    return log.front();
+  };
+  std::string magic = kOneField, zero = kOneField, negative = kOneField;
+  magic[0] = '\xb9';
+  zero[4] = '\0';
+  put(negative, 4, -1);
+  EXPECT_EQ(logged(folder_.write("magic", magic)),
+            (LogRecord{0, 2, "FDL0504", "4408 Invalid magic number of FDL : 8889"}));
+  const std::string file = folder_.path("n");
+  folder_.write("n", zero);
+  EXPECT_EQ(logged(file), (LogRecord{0, 2, "FDL0505", "4507 FDL table size is zero : " + file}));
+  folder_.write("n", negative);
+  EXPECT_EQ(logged(file), (LogRecord{0, 2, "FDL0505", "4507 FDL table size is zero : " + file}));
+
+  const std::string good = folder_.write("good", kOneField), missing = folder_.path("missing");
+  EXPECT_EQ(logged(good + "," + missing), (LogRecord{1, 2, "FDL0502", "0010 file open error : " + missing}));
+  EXPECT_EQ(logged(good + "," + missing).code, "FDL0502") << "every lookup tries again";
+}
+
+TEST_F(FieldTable, RefusesAListThatIsAbsentOrTooLong) {
+  environment_.emplace("FDLFILE", nullptr);
+  EXPECT_EQ(_ffile_load(), -1);
+  EXPECT_THAT(host::take_log(), ElementsAre(LogRecord{0, 2, "FDL0501", "0100 getenv error : "}));
+  const std::string good = folder_.write("good", kOneField);
+  const std::string fits = good + std::string(255 - good.size(), ',');
+  use(fits + ",");
+  EXPECT_EQ(_ffile_load(), -1);
+  EXPECT_THAT(host::take_log(), ElementsAre(LogRecord{1, 2, "FDL0502", "0010 file open error : " + fits + ","}));
+  use(fits);
+  EXPECT_EQ(_ffile_load(), 1);
+}
+
+TEST_F(FieldTable, LogsOnlyWhatTheHostWants) {
+  host::log_level = 1;
+  use(folder_.path("missing"));
+  EXPECT_EQ(fbget_fldkey("A"), 0);
+  host::log_level = 9;
+  EXPECT_TRUE(host::take_log().empty());
+}
+
+TEST_F(FieldTable, Traces) {
+  use(folder_.write("one", kOneField));
+  host::Tracing tracing;
+  fbget_fldkey("AMOUNT");
+  fbget_fldkey("NONE");
+  fbget_fldname(kAmount);
+  fbget_fldname(7);
+  fbget_fldno(kAmount);
+  fbget_fldtype(kAmount);
+  fbget_strfldtype(kAmount);
+  fbmake_fldkey(3, 10);
+  fbkeynm_unload();
+  fbnmkey_unload();
+  EXPECT_THAT(
+      host::take_trace(),
+      ElementsAre(
+          TraceEvent{"fbget_fldkey", 1, "fbget_fldkey(\"AMOUNT\")"},
+          TraceEvent{"fbget_fldkey", 2, "fbget_fldkey = 402653185"},
+          TraceEvent{"fbget_fldkey", 1, "fbget_fldkey(\"NONE\")"},
+          TraceEvent{"fbget_fldkey", 4, "fbget_fldkey = 0 [6 : FBENOENT (not found)]"},
+          TraceEvent{"fbget_fldname", 1, "fbget_fldname(402653185)"},
+          TraceEvent{"fbget_fldname", 2, "fbget_fldname = AMOUNT"}, TraceEvent{"fbget_fldname", 1, "fbget_fldname(7)"},
+          TraceEvent{"fbget_fldname", 4, "fbget_fldname = NULL [6 : FBENOENT (not found)]"},
+          TraceEvent{"fbget_fldno", 1, "fbget_fldno(402653185)"}, TraceEvent{"fbget_fldno", 2, "fbget_fldno = 1"},
+          TraceEvent{"fbget_fldtype", 1, "fbget_fldtype(402653185)"},
+          TraceEvent{"fbget_fldtype", 2, "fbget_fldtype = 6"},
+          TraceEvent{"fbget_strfldtype", 1, "fbget_strfldtype(402653185)"},
+          TraceEvent{"fbget_strfldtype", 2, "fbget_strfldtype = double"},
+          TraceEvent{"fbmake_fldkey", 1, "fbmake_fldkey(3, 10)"},
+          TraceEvent{"fbmake_fldkey", 2, "fbmake_fldkey = 201326602"},
+          TraceEvent{"fbkeynm_unload", 1, "fbkeynm_unload(void)"}, TraceEvent{"fbkeynm_unload", 2, "fbkeynm_unload"},
+          TraceEvent{"fbnmkey_unload", 1, "fbget_unload(void)"}, TraceEvent{"fbnmkey_unload", 2, "fbget_unload"}));
+  use(folder_.path("missing"));
+  host::take_trace();
+  fbget_fldkey("AMOUNT");
+  fbget_fldname(1);
+  EXPECT_THAT(
+      host::take_trace(),
+      ElementsAre(TraceEvent{"fbget_fldkey", 1, "fbget_fldkey(\"AMOUNT\")"},
+                  TraceEvent{"fbget_fldkey", 4, "fbget_fldkey = 0 [0 : FBEMINNO (bottom of error message codes)]"},
+                  TraceEvent{"fbget_fldname", 1, "fbget_fldname(1)"},
+                  TraceEvent{"fbget_fldname", 4, "fbget_fldname = 0 [0 : FBEMINNO (bottom of error message codes)]"}));
+}
+
+}  // namespace

@@ -11,8 +11,11 @@ set(vxa_sources
     fb/fbcommon.cpp
     fb/fberror.cpp
     fb/fbmap.cpp
+    fb/fbtconv.cpp
+    fb/fbtconv_stored.cpp
     fb/fcache.cpp
     fb/fdlfile.cpp
+    fb/scratch.cpp
     sdl/sdltable.cpp
     tbuffer/tbuffer.cpp
     trace/hook.cpp

@@ -30,8 +30,14 @@ namespace trace {
 enum Event : int { kCall = 1, kReturn = 2, kFailure = 4 };
 inline constexpr int kApiClass = 1;
 
+// A long that its text prints whole, by "%ld".
+struct WholeLong {
+  long value;
+};
+
 // How values reach the hook: text as text, any other pointer as the unsigned that "%#x" prints, integers as int (the
 // formats print longs with "%d" too).
+inline long value_of(WholeLong number) { return number.value; }
 inline const char* value_of(const char* text) { return text; }
 template <class T>
 requires(!std::same_as<T, const char>) inline unsigned value_of(T* pointer) {
@@ -121,11 +127,11 @@ class ApiCall {
     return result;
   }
 
-  // Succeeds with a text of its own, which prints nothing.
-  template <class T>
-  T done_as(const char* text, T result) const {
+  // Succeeds with a text of its own, which prints the shown values.
+  template <class T, class... Values>
+  T done_as(const char* text, T result, Values... shown) const {
     if (trace::hook_replaced()) [[unlikely]]
-      trace::report(texts_.name, trace::kReturn, text);
+      trace::report(texts_.name, trace::kReturn, text, shown...);
     return result;
   }
 

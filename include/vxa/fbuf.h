@@ -136,6 +136,19 @@ void fbnmkey_unload(void);
 
 /* ---- Conversion ---------------------------------------------------------------------------------------------------- */
 
+/* Converts a value between field types, each as C holds it: a long has 64 bits, a string ends in NUL, a carray has
+ * fromlen bytes (fromlen means nothing for the other types).
+ *
+ * Integers keep their low-order bits. A real number is cut towards zero (a float or double that no int, or for a long
+ * no long, can hold gives the smallest one) and printed with "%f". Text is read as strtol and strtod read it; what is
+ * no number is 0, and a long from text keeps 32 bits. A char and a text of one character stand for each other.
+ *
+ * Returns the value, which is the library's (or from itself, for strings and carrays that need no change) and good
+ * until the next conversion. *tolen, which may be null: its length; that of a string counts the NUL.
+ * Null with FBEINVAL (from is null, or a carray shorter than 1), FBEBADFLD (bad totype), FBETYPE (bad fromtype),
+ * FBENOSPACE (no memory). Cost: the length of a text or carray. */
+void *fbtypecvt(int *tolen, int totype, const void *from, int fromtype, int fromlen);
+
 /* ---- Compatibility operations -------------------------------------------------------------------------------------- */
 
 /* ---- Whole buffers ------------------------------------------------------------------------------------------------- */

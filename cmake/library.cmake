@@ -7,8 +7,11 @@ set(vxa_sources
     env/envline.cpp
     env/paths.cpp
     env/semantics.cpp
+    fb/fbapim.cpp
     fb/fbbuf.cpp
     fb/fbcommon.cpp
+    fb/fbcommon2.cpp
+    fb/fbcommon3.cpp
     fb/fberror.cpp
     fb/fbmap.cpp
     fb/fbtconv.cpp
@@ -16,6 +19,7 @@ set(vxa_sources
     fb/fcache.cpp
     fb/fdlfile.cpp
     fb/scratch.cpp
+    fb/fields.cpp
     sdl/sdltable.cpp
     tbuffer/tbuffer.cpp
     trace/hook.cpp

@@ -17,6 +17,15 @@ const char nstv = 0;
 const char ncav = 0;
 }
 
+namespace vxa::fb {
+
+Value null_value(int type) {
+  static const void* const kNullValues[] = {nullptr, &ncv, &nsv, &niv, &nlv, &nfv, &ndv, &nstv, &ncav};
+  return {type_known(type) ? kNullValues[type] : nullptr, 0};
+}
+
+}  // namespace vxa::fb
+
 namespace {
 
 // Bytes that the longest text of a number is taken to need.
@@ -34,7 +43,7 @@ int bad_field() {
 extern "C" int _calc_falign_len(int length) { return static_cast<int>(align8(std::int64_t{length} + kKeySize)); }
 
 extern "C" int _get_alen_from_type(int type, const void* value, int len) {
-  return static_cast<int>(slot_length_for(type, Value{value, len}));
+  return static_cast<int>(slot_for(type, stored_length(type, Value{value, len})));
 }
 
 extern "C" int _get_alen_from_curpos(const void* rec) { return static_cast<int>(record_at(rec).slot_length()); }
@@ -46,7 +55,7 @@ extern "C" int _get_fldlen_from_curpos(const void* rec) {
 
 extern "C" int _get_fldlen_from_type(int type, const void* rec) {
   if (!type_known(type)) return bad_field();
-  if (type <= kDouble) return Record::fixed_length(type);
+  if (type <= kDouble) return fixed_length(type);
   const Record record = record_at(rec);
   const int stored = record.type();
   return stored == kString || stored == kCarray ? static_cast<int>(record.value_length() + 1) : kNumberText;
@@ -54,7 +63,4 @@ extern "C" int _get_fldlen_from_type(int type, const void* rec) {
 
 extern "C" void* _get_valuep_from_curpos(const void* rec) { return record_at(rec).value(); }
 
-extern "C" const void* _get_null_value(int type) {
-  static const void* const kNullValues[] = {nullptr, &ncv, &nsv, &niv, &nlv, &nfv, &ndv, &nstv, &ncav};
-  return type_known(type) ? kNullValues[type] : nullptr;
-}
+extern "C" const void* _get_null_value(int type) { return null_value(type).at; }

@@ -55,18 +55,31 @@ struct Value {
   int length;
 };
 
-// The slot length of a record of that type holding that value; an unknown type counts 8.
-inline std::int64_t slot_length_for(int type, Value value) {
-  if (type == kString)
-    return align8(kKeySize + static_cast<std::int64_t>(std::strlen(static_cast<const char*>(value.at))) + 1);
-  if (type == kCarray) return align8(8 + std::int64_t{value.length});
+// Bytes of a value of a type of fixed length; -1 for strings, carrays and unknown types.
+inline constexpr int fixed_length(int type) {
+  constexpr int kLengths[] = {-1, 1, 2, 4, 4, 4, 8};
+  return type >= kChar && type <= kDouble ? kLengths[type] : -1;
+}
+
+// Bytes that a value has once stored, a string's without its terminator; -1 for an unknown type.
+inline std::int64_t stored_length(int type, Value value) {
+  if (type == kString) return value.at ? static_cast<std::int64_t>(std::strlen(static_cast<const char*>(value.at))) : 0;
+  return type == kCarray ? value.length : fixed_length(type);
+}
+
+// The slot of a record whose value has that length; 8 for an unknown type.
+inline constexpr std::int64_t slot_for(int type, std::int64_t value_length) {
+  if (type == kString) return align8(kKeySize + value_length + 1);
+  if (type == kCarray) return align8(8 + value_length);
   return type == kDouble ? 16 : kMinimumSlot;
 }
 
 // A stored record. The view is as wide as a pointer; who makes one guarantees that the record's slot is there.
 class Record {
  public:
+  Record() = default;
   explicit Record(char* at) : at_(at) {}
+  explicit operator bool() const { return at_ != nullptr; }
 
   char* at() const { return at_; }
   FieldKey key() const { return FieldKey{load<std::uint32_t>(at_)}; }
@@ -89,18 +102,7 @@ class Record {
     }
   }
 
-  std::int64_t slot_length() const {
-    switch (type()) {
-      case kString:
-        return align8(kKeySize + value_length() + 1);
-      case kCarray:
-        return align8(8 + std::int64_t{carray_length()});
-      case kDouble:
-        return 16;
-      default:
-        return kMinimumSlot;
-    }
-  }
+  std::int64_t slot_length() const { return slot_for(type(), value_length()); }
 
   // The slot length when the whole slot lies within room bytes, else 0. Reads nothing beyond them.
   std::int64_t slot_length_within(std::int64_t room) const {
@@ -126,16 +128,10 @@ class Record {
     return length <= room ? length : 0;
   }
 
-  // Bytes of a value of a type of fixed length; -1 for strings, carrays and unknown types.
-  static constexpr int fixed_length(int type) {
-    constexpr int kLengths[] = {-1, 1, 2, 4, 4, 4, 8};
-    return type >= kChar && type <= kDouble ? kLengths[type] : -1;
-  }
-
  private:
   static constexpr bool wide(int type) { return type == kDouble || type == kCarray; }
 
-  char* at_;
+  char* at_ = nullptr;
 };
 
 // The records between two addresses, in order, as a range.
@@ -193,12 +189,18 @@ class FieldBuffer {
   Records records() const { return {fields(), end()}; }
   Records records_from(char* at) const { return {at, end()}; }
 
+  // Where a record lies, counted from the first one.
+  std::int32_t offset_of(Record record) const { return static_cast<std::int32_t>(record.at() - fields()); }
+
   // Writes the header of an empty buffer; the field area is left as it is.
   void reset() const { write_empty(data_); }
 
  private:
   char* data_;
 };
+
+// The value that stands for an absent field of that type; a null address for an unknown type.
+Value null_value(int type);
 
 }  // namespace vxa::fb
 

@@ -23,6 +23,14 @@ struct Chains {
 
 Chains* chains = nullptr;
 
+// The record start that was noted last.
+struct Boundary {
+  const void* buffer;
+  std::uint32_t offset;
+};
+
+Boundary boundary = {};
+
 std::uint32_t slot_of(const void* buffer, std::uint32_t key) {
   const auto address = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(buffer));
   return (((address & 0xFFF00u) >> 10) + key) % kSlots;
@@ -88,7 +96,23 @@ int record(const void* buffer, std::uint32_t key, std::int32_t occurrence, std::
   return at;
 }
 
+void forget(const void* buffer, std::uint32_t key) {
+  if (!_fcache) return;
+  const std::uint32_t at = slot_of(buffer, key);
+  Slot& slot = _fcache[at];
+  if (slot.buffer != buffer || slot.key != key) return;
+  unlink(static_cast<Index>(at));
+  slot.buffer = nullptr;
+}
+
+void note_boundary(const void* buffer, std::uint32_t offset) { boundary = {buffer, offset}; }
+
+std::int64_t boundary_before(const void* buffer, std::int64_t offset) {
+  return boundary.buffer == buffer && boundary.offset <= offset ? boundary.offset : 0;
+}
+
 bool clear(const void* buffer) {
+  if (boundary.buffer == buffer) boundary = {};
   if (!_fcache) return false;
   for (Index at = chains->head[group_of(buffer)]; at != kNone;) {
     const Index next = chains->next[at];

@@ -33,6 +33,14 @@ Hit find(const void* buffer, std::uint32_t key, std::int32_t nth);
 // buffer, or the cache could not be allocated.
 int record(const void* buffer, std::uint32_t key, std::int32_t occurrence, std::uint32_t offset);
 
+// Drops what is recorded of one key.
+void forget(const void* buffer, std::uint32_t key);
+
+// Notes an offset at which a record begins, and gives the last one noted of the buffer that is not above offset, else
+// 0: where a caller's offset is checked from. Clearing the buffer drops it.
+void note_boundary(const void* buffer, std::uint32_t offset);
+std::int64_t boundary_before(const void* buffer, std::int64_t offset);
+
 // Empties the buffer's slots, in time proportional to their number. False when nothing was ever recorded.
 bool clear(const void* buffer);
 

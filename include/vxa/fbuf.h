@@ -134,6 +134,69 @@ void fbnmkey_unload(void);
 
 /* ---- Fields -------------------------------------------------------------------------------------------------------- */
 
+/* An occurrence is one of the records whose key equals the given key exactly, numbered from 0 in buffer order. Keys are
+ * made with fbmake_fldkey. A value is an object of the key's type (a long has 64 bits, of which the low 32 are kept),
+ * the characters of a string, or len bytes of a carray; len counts for a carray alone. It must not lie in the buffer
+ * that is changed. Every call fails with FBEINVAL when buf is null, and leaves the buffer as it was when it fails.
+ *
+ * n is the number of records in the buffer. Searches resume where the last search for the key ended, so that reading or
+ * counting the occurrences of a key one after another walks the buffer once in all.
+ */
+
+/* Appends a field. Returns 1, or -1 with FBENOSPACE (no room: grow the buffer with fbrealloc), FBEINVAL (null value, or
+ * a carray of no bytes), FBETYPE (the key's type is unknown) or FBEBADFB (the buffer is damaged). */
+int fbput(void *buf, int key, const void *value, int len);
+
+/* Makes the value occurrence nth of its key: before the one that was, or behind as many null values as it takes to
+ * reach it (a carray has no null value to put: FBEINVAL). Returns 1, or -1 as fbput, and FBEINVAL for a negative nth.
+ * Cost: n, and the bytes moved. */
+int fbinsert(void *buf, int key, int nth, const void *value, int len);
+
+/* Gives occurrence nth a new value. Returns 1, or -1 with FBENOENT (no such occurrence), else as fbput. Cost: n, and
+ * the bytes moved when the length of a string or carray changes. */
+int fbupdate(void *buf, int key, int nth, const void *value, int len);
+
+/* Removes occurrence nth. Returns 1, or -1 with FBENOENT. Cost: n, and the bytes moved. */
+int fbdelete(void *buf, int key, int nth);
+
+/* Removes every occurrence. Returns how many there were, or -1 with FBENOENT when there was none. Cost: n. */
+int fbdelall(void *buf, int key);
+
+/* Takes the first occurrence: copies its value out and marks it fetched, which ends its being an occurrence; the next
+ * call takes the next. value: receives the value; a long is widened to 64 bits without a sign. len: null, or for a
+ * string (terminator counted) or carray on entry the bytes that value holds, 0 for enough, and on return those of the
+ * value. When it is longer than that, the setting FDL_LEN decides: TRU cuts it, ERR refuses it (FBENOSPACE, with the
+ * full length in *len), else it is copied whole. A negative length is always refused under TRU and ERR.
+ * Returns 1, or -1 with FBENOENT (no occurrence is left), FBENOSPACE, FBEINVAL (value is null) or FBETYPE (unknown
+ * type), the record being unmarked. Cost: n. */
+int fbget(void *buf, int key, void *value, int *len);
+
+/* As fbget, from a position on: *pos, 0 at first, moves to the record found, so that a loop walks the buffer once. A
+ * position at which no record of the key begins counts as 0; at or past the used length nothing is found. */
+int fbgetf(void *buf, int key, void *value, int *len, int *pos);
+
+/* The address of the value of occurrence nth, in the buffer and valid until that changes; a long has 32 bits there. len:
+ * null, or receives the value's length (a string's without its terminator). Null with FBENOENT. Cost: n. */
+void *fbgetval(const void *buf, int key, int nth, int *len);
+
+/* The length of the value of occurrence nth (a string's without its terminator), or -1 with FBENOENT, or FBEBADFLD (the
+ * record's type is unknown). Cost: n. */
+int fbgetlen(const void *buf, int key, int nth);
+
+/* The number of the first occurrence whose value equals the given one: exactly for strings, over the shorter of the two
+ * for carrays, by comparison of numbers else. A stored long counts as unsigned, so a negative one is never found.
+ * Returns -1 when there is none, fberror staying 0; or with FBEINVAL (null value, or a carray of no bytes). Cost: n. */
+int fbgetnth(const void *buf, int key, const void *value, int len);
+
+/* How often the key occurs. -1 when buf is null. Cost: n. */
+int fbkeyoccur(const void *buf, int key);
+
+/* 1 when occurrence nth exists, else 0; also when buf is null. Cost: n. */
+int fbispres(const void *buf, int key, int nth);
+
+/* How many records the buffer holds, fetched ones included; 0 when buf is null. Cost: n. */
+int fbfldcount(const void *buf);
+
 /* ---- Conversion ---------------------------------------------------------------------------------------------------- */
 
 /* Converts a value between field types, each as C holds it: a long has 64 bits, a string ends in NUL, a carray has

@@ -1,0 +1,142 @@
+// Searching a field buffer, with the search cache as the place to resume from.
+#include "fb/fbcommon2.h"
+
+#include <climits>
+
+#include "fb/fcache.h"
+#include "vxa/fbuf.h"
+
+namespace vxa::fb {
+
+namespace {
+
+// A long run is remembered in steps of this many occurrences while it is counted.
+constexpr int kCountingStride = 10;
+
+// A record to start at, and the number of the key's occurrences before it.
+struct Start {
+  char* at;
+  int occurrence;
+};
+
+// Offsets come from the cache and from callers; one outside the records leads nowhere.
+bool holds(FieldBuffer buffer, std::int64_t offset) {
+  return offset >= 0 && offset + kMinimumSlot <= buffer.end() - buffer.fields();
+}
+
+Start resume(FieldBuffer buffer, FieldKey key, int nth) {
+  const fcache::Hit hit = fcache::find(buffer.data(), key.word(), nth);
+  if (!hit || !holds(buffer, hit.offset)) return {buffer.fields(), 0};
+  return {buffer.fields() + hit.offset, hit.occurrence};
+}
+
+void remember(FieldBuffer buffer, FieldKey key, int occurrence, Record record) {
+  fcache::record(buffer.data(), key.word(), occurrence, static_cast<std::uint32_t>(buffer.offset_of(record)));
+}
+
+// Whether a record of the buffer begins at the offset. Only a walk can tell; it starts at the last record that a caller
+// was given a position of, so that a loop over positions stays linear.
+bool record_begins(FieldBuffer buffer, std::int64_t offset) {
+  if (!holds(buffer, offset)) return false;
+  const std::int64_t known = fcache::boundary_before(buffer.data(), offset);
+  for (const Record record : buffer.records_from(buffer.fields() + known)) {
+    if (buffer.offset_of(record) >= offset) return buffer.offset_of(record) == offset;
+  }
+  return false;
+}
+
+}  // namespace
+
+Search search(FieldBuffer buffer, FieldKey key, int nth) {
+  const Start start = resume(buffer, key, nth);
+  int occurrence = start.occurrence;
+  for (const Record record : buffer.records_from(start.at)) {
+    if (record.key() != key) continue;
+    if (occurrence == nth) return {record, occurrence};
+    ++occurrence;
+  }
+  return {Record{}, occurrence};
+}
+
+Record find(FieldBuffer buffer, FieldKey key, int nth) {
+  const Record record = search(buffer, key, nth).record;
+  if (record) remember(buffer, key, nth, record);
+  return record;
+}
+
+Result<Record> require(FieldBuffer buffer, FieldKey key, int nth) {
+  const Record record = find(buffer, key, nth);
+  if (!record) return Error{FBENOENT};
+  return record;
+}
+
+Record find_from(FieldBuffer buffer, FieldKey key, int nth, int& position) {
+  if (position >= buffer.used()) return Record{};
+  if (!record_begins(buffer, position) || Record{buffer.fields() + position}.key().unmarked() != key) position = 0;
+  int occurrence = 0;
+  for (const Record record : buffer.records_from(buffer.fields() + position)) {
+    if (record.key() != key) continue;
+    if (occurrence == 0) {
+      position = buffer.offset_of(record);
+      fcache::note_boundary(buffer.data(), static_cast<std::uint32_t>(position));
+    }
+    if (occurrence == nth) return record;
+    ++occurrence;
+  }
+  return Record{};
+}
+
+int count(FieldBuffer buffer, FieldKey key) {
+  const Start start = resume(buffer, key, INT_MAX);
+  int occurrences = start.occurrence;
+  int remembered = start.occurrence;
+  for (const Record record : buffer.records_from(start.at)) {
+    if (record.key() != key) continue;
+    if (occurrences - remembered > kCountingStride) {
+      remember(buffer, key, occurrences, record);
+      remembered = occurrences;
+    }
+    ++occurrences;
+  }
+  return occurrences;
+}
+
+int occurrence_of(FieldBuffer buffer, Record wanted) {
+  if (wanted.at() < buffer.fields() || !holds(buffer, buffer.offset_of(wanted))) return -1;
+  const FieldKey key = wanted.key();
+  int occurrence = 0;
+  for (const Record record : buffer.records()) {
+    if (record.at() == wanted.at()) return occurrence;
+    if (record.key() == key) ++occurrence;
+  }
+  return -1;
+}
+
+void consume_first(FieldBuffer buffer, Record record) {
+  const FieldKey marked = record.key().marked();
+  record.set_key(marked);
+  fcache::forget(buffer.data(), marked.word());
+}
+
+// No record moves, so the place where this one begins stays known.
+void consume(FieldBuffer buffer, Record record) {
+  record.set_key(record.key().marked());
+  fcache::clear(buffer.data());
+  fcache::note_boundary(buffer.data(), static_cast<std::uint32_t>(buffer.offset_of(record)));
+}
+
+}  // namespace vxa::fb
+
+using namespace vxa::fb;
+
+extern "C" void* _find_matching_fldkey(const void* buf, int key, int nth) {
+  return find(FieldBuffer{buf}, FieldKey{key}, nth).at();
+}
+
+extern "C" void* _find_matching_fldkey_from(const void* buf, int key, int nth, int* pos) {
+  return find_from(FieldBuffer{buf}, FieldKey{key}, nth, *pos).at();
+}
+
+extern "C" int _getnth_from_curpos(const void* buf, const void* rec) {
+  return occurrence_of(FieldBuffer{buf}, Record{static_cast<char*>(const_cast<void*>(rec))});
+}

@@ -1,0 +1,198 @@
+// Values of field records, in and out.
+#include "fb/fbcommon3.h"
+
+#include <algorithm>
+
+#include "env/semantics.h"
+#include "fb/fberror.h"
+
+namespace vxa::fb {
+
+namespace {
+
+using semantics::LengthPolicy;
+
+// What a copy of a string or carray may write: so many bytes, or more than the reader has room for.
+struct Allowance {
+  std::int64_t bytes;
+  bool refused;
+};
+
+// wanted: the bytes that the reader has, 0 for enough; whole: those of the value. A negative count is always too few.
+Allowance allowance(int wanted, std::int64_t whole) {
+  const LengthPolicy policy = semantics::length_policy();
+  const bool enforced = policy == LengthPolicy::Truncate || policy == LengthPolicy::Refuse;
+  if (!enforced || wanted == 0 || wanted >= whole) return {whole, false};
+  return {wanted, policy == LengthPolicy::Refuse || wanted < 0};
+}
+
+Outcome copy_string(Record record, void* dest, int* length) {
+  const int wanted = length ? *length : 0;
+  const std::int64_t whole = record.value_length() + 1;
+  const auto [bytes, refused] = allowance(wanted, whole);
+  if (length) *length = static_cast<int>(refused ? whole : bytes);
+  if (refused) return Error{FBENOSPACE};
+  std::memcpy(dest, record.value(), static_cast<std::size_t>(bytes - 1));
+  static_cast<char*>(dest)[bytes - 1] = 0;
+  return success();
+}
+
+Outcome copy_carray(Record record, void* dest, int* length) {
+  if (!length) return Error{FBEINVAL};
+  const std::int64_t whole = record.value_length();
+  const auto [bytes, refused] = allowance(*length, whole);
+  *length = static_cast<int>(refused ? whole : bytes);
+  if (refused) return Error{FBENOSPACE};
+  std::memcpy(dest, record.value(), static_cast<std::size_t>(bytes));
+  return success();
+}
+
+template <class T>
+bool same(const void* one, const void* other) {
+  return load<T>(one) == load<T>(other);
+}
+
+void copy_fixed(void* to, const void* from, int type) {
+  switch (fixed_length(type)) {
+    case 1:
+      return store(to, load<std::uint8_t>(from));
+    case 2:
+      return store(to, load<std::uint16_t>(from));
+    case 4:
+      return store(to, load<std::uint32_t>(from));
+    case 8:
+      return store(to, load<std::uint64_t>(from));
+    default:
+      return;
+  }
+}
+
+// A record keeps the low 32 bits of a long, which come back widened without a sign.
+std::uint32_t low_half(std::uint64_t number) { return static_cast<std::uint32_t>(number); }
+std::uint64_t widened(Record record) { return load<std::uint32_t>(record.value()); }
+
+}  // namespace
+
+Outcome check_value(FieldKey key, Value value) {
+  if (!type_known(key.type())) return Error{FBETYPE};
+  if (!value.at || (key.type() == kCarray && value.length <= 0)) return Error{FBEINVAL};
+  return success();
+}
+
+void write_record(char* at, FieldKey key, const void* value, std::int64_t length, LongForm form) {
+  const Record record{at};
+  record.set_key(key);
+  char* to = record.value();
+  switch (key.type()) {
+    case kLong:
+      store(to, form == LongForm::Native ? low_half(load<std::uint64_t>(value)) : load<std::uint32_t>(value));
+      return;
+    case kCarray:
+      store(at + kKeySize, low_half(static_cast<std::uint64_t>(length)));
+      std::memmove(to, value, static_cast<std::size_t>(length));
+      return;
+    case kString:
+      std::memmove(to, value, static_cast<std::size_t>(length));
+      to[length] = 0;
+      return;
+    default:
+      copy_fixed(to, value, key.type());
+  }
+}
+
+Outcome copy_out(Record record, void* dest, int* length) {
+  const int type = record.type();
+  if (!type_known(type)) return Error{FBETYPE};
+  if (!dest) return Error{FBEINVAL};
+  if (type == kString) return copy_string(record, dest, length);
+  if (type == kCarray) return copy_carray(record, dest, length);
+  if (type == kLong)
+    store(dest, widened(record));
+  else
+    copy_fixed(dest, record.value(), type);
+  return success();
+}
+
+bool is_null(Record record) {
+  const char* value = record.value();
+  switch (record.type()) {
+    case kChar:
+    case kString:
+      return *value == 0;
+    case kShort:
+      return load<std::int16_t>(value) == 0;
+    case kInt:
+    case kLong:
+      return load<std::int32_t>(value) == 0;
+    case kFloat:
+      return load<float>(value) == 0;
+    case kDouble:
+      return load<double>(value) == 0;
+    case kCarray:
+      return record.carray_length() == 0;
+    default:
+      return true;
+  }
+}
+
+bool equals(Record record, Value value) {
+  const char* stored = record.value();
+  switch (record.type()) {
+    case kChar:
+      return same<char>(stored, value.at);
+    case kShort:
+      return same<std::int16_t>(stored, value.at);
+    case kInt:
+      return same<std::int32_t>(stored, value.at);
+    case kLong:
+      return widened(record) == load<std::uint64_t>(value.at);
+    case kFloat:
+      return same<float>(stored, value.at);
+    case kDouble:
+      return same<double>(stored, value.at);
+    case kString:
+      return std::strcmp(stored, static_cast<const char*>(value.at)) == 0;
+    case kCarray: {
+      const std::int64_t shorter = std::clamp(std::int64_t{value.length}, std::int64_t{0}, record.value_length());
+      return std::memcmp(stored, value.at, static_cast<std::size_t>(shorter)) == 0;
+    }
+    default:
+      return false;
+  }
+}
+
+}  // namespace vxa::fb
+
+using namespace vxa;
+using namespace vxa::fb;
+
+namespace {
+
+Record record_at(const void* rec) { return Record{static_cast<char*>(const_cast<void*>(rec))}; }
+
+int reported(Outcome outcome) {
+  if (outcome.failed()) fberror = outcome.code();
+  return outcome.failed() ? -1 : 1;
+}
+
+}  // namespace
+
+extern "C" int _put_fld_to_fbuf(void* rec, int key, const void* value, int len, int longsize) {
+  const FieldKey field{key};
+  const Value given{value, len};
+  const Outcome checked = check_value(field, given);
+  if (checked)
+    write_record(static_cast<char*>(rec), field, value, stored_length(field.type(), given),
+                 longsize ? LongForm::Native : LongForm::Stored);
+  return reported(checked);
+}
+
+extern "C" int _get_fbval_to_usrloc(const void* rec, void* value, int* len) {
+  return reported(copy_out(record_at(rec), value, len));
+}
+
+extern "C" int _is_value_null(const void* rec) { return is_null(record_at(rec)) ? 1 : 0; }
+
+extern "C" int _value_comp(const void* rec, const void* value, int len) {
+  return equals(record_at(rec), Value{value, len}) ? 0 : 1;
+}

@@ -1,0 +1,58 @@
+// Field buffers as the tests handle them: owned, filled with one call a field, and looked at as bytes.
+#pragma once
+
+#include <cstring>
+#include <string>
+
+#include "vxa/fbuf.h"
+
+namespace fields {
+
+constexpr int key(int type, int number) {
+  return static_cast<int>((static_cast<unsigned>(type) << 26) + static_cast<unsigned>(number));
+}
+inline constexpr int kFetched = 0x01000000;
+
+class Buffer {
+ public:
+  explicit Buffer(int count = 0, int datalen = 0) : data_(static_cast<char*>(fballoc(count, datalen))) {}
+  Buffer(const Buffer&) = delete;
+  Buffer& operator=(const Buffer&) = delete;
+  ~Buffer() { fbfree(data_); }
+
+  operator char*() const { return data_; }
+
+  Buffer& put(int field, int value) { return put_value(field, &value, 0); }
+  Buffer& put(int field, long value) { return put_value(field, &value, 0); }
+  Buffer& put(int field, double value) { return put_value(field, &value, 0); }
+  Buffer& put(int field, const char* text) { return put_value(field, text, 0); }
+  Buffer& put_value(int field, const void* value, int len) {
+    if (fbput(data_, field, value, len) != 1) throw fberror;
+    return *this;
+  }
+
+  // The used part.
+  std::string image() const { return {data_, static_cast<std::size_t>(fbget_used(data_))}; }
+  // The records, without the 8 bytes in front of them.
+  std::string records() const { return image().substr(8); }
+
+  // Puts records in place of those that are there, as bytes, good or damaged; used: what the buffer then claims.
+  void forge(const std::string& records, int used) {
+    fbinit(data_, 0);
+    std::memcpy(data_ + 8, records.data(), records.size());
+    std::memcpy(data_ + 4, &used, sizeof used);
+  }
+  void forge(const std::string& records) { forge(records, 8 + static_cast<int>(records.size())); }
+
+  // The stored key of the record at an offset from the buffer's start.
+  int key_at(int offset) const {
+    int stored;
+    std::memcpy(&stored, data_ + offset, sizeof stored);
+    return stored;
+  }
+
+ private:
+  char* data_;
+};
+
+}  // namespace fields

@@ -23,11 +23,13 @@ set(vxa_sources
     sdl/sdltable.cpp
     tbuffer/tbuffer.cpp
     trace/hook.cpp
+    wire/channel.cpp
     wire/common.cpp
     wire/connect.cpp
     wire/descriptor_flags.cpp
     wire/listen.cpp
-    wire/network.cpp)
+    wire/network.cpp
+    wire/recover.cpp)
 
 add_library(vxa SHARED ${vxa_sources})
 target_link_libraries(vxa PRIVATE $<BUILD_INTERFACE:vxa_options>)

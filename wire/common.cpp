@@ -1,5 +1,4 @@
 // Message headers: construction, conversion between host and network order, and the host byte-order probe.
-#include "base/heap.h"
 #include "base/log.h"
 #include "wire/header.h"
 
@@ -26,6 +25,18 @@ void init_header(MsgHeader* header) {
   header->type = payload::kHeaderOnly;
 }
 
+HeapPtr<MsgHeader> new_header(int msgtype, int result) {
+  HeapPtr<MsgHeader> message = heap_alloc<MsgHeader>(kHeaderOnlyBlock);
+  if (!message) {
+    log_record(SystemError::Omit, 2, "COM0001", "0001 memory allocation error : size = %d", int{kHeaderSize});
+    return nullptr;
+  }
+  init_header(message.get());
+  message->msgtype = msgtype;
+  message->result = result;
+  return message;
+}
+
 void convert_header(const MsgHeader* src, MsgHeader* dst) {
   const auto* from = reinterpret_cast<const char*>(src);
   auto* to = reinterpret_cast<char*>(dst);
@@ -47,17 +58,7 @@ extern "C" int _init_header(MsgHeader* header) {
   return 1;
 }
 
-extern "C" MsgHeader* _header_msg_make(int msgtype, int result) {
-  HeapPtr<MsgHeader> message = heap_alloc<MsgHeader>(kHeaderOnlyBlock);
-  if (!message) {
-    log_record(SystemError::Omit, 2, "COM0001", "0001 memory allocation error : size = %d", int{kHeaderSize});
-    return nullptr;
-  }
-  init_header(message.get());
-  message->msgtype = msgtype;
-  message->result = result;
-  return message.release();
-}
+extern "C" MsgHeader* _header_msg_make(int msgtype, int result) { return new_header(msgtype, result).release(); }
 
 extern "C" MsgHeader* _hton_header(const MsgHeader* src, MsgHeader* dst) {
   convert_header(src, dst);

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/bytes.h"
+#include "base/heap.h"
 #include "vxa/vxa_host.h"
 
 namespace vxa {
@@ -50,6 +51,9 @@ inline const char* payload_of(const MsgHeader* header) { return reinterpret_cast
 
 // Fills a header: zero, but for the magic number and the header-only type.
 void init_header(MsgHeader* header);
+
+// A new header-only message with that type and result. Null when memory is short, after a log record.
+HeapPtr<MsgHeader> new_header(int msgtype, int result);
 
 // Converts a header between host order and network order; the same operation both ways. src and dst may be the same
 // area, else the service name arrives with at most 31 characters and a terminator.

@@ -215,13 +215,63 @@ int _set_fd(int fd, int flag);
 
 /* ---- Process and node channels ------------------------------------------------------------------------------------ */
 
+/* Messages between the system's own processes: a header and its payload over a socket or a pipe. A process channel,
+ * within a node, carries the header in host order; a node channel, between nodes, in network order. Every call moves
+ * one whole message and waits as long as that takes. Signals and a peer that is gone: as for _vesk_writen. */
+
+/* What the host sets: its process type, an index into _tproc_name, and its node's number. They travel as the type word
+ * of the messages that are made here. */
+extern int32_t _my_tproc;
+extern int32_t _my_nodeno;
+
+/* Short names of the process types; the host may put its own in their place. */
+extern const char *_tproc_name[34];
+
+/* Outcome of the last read: 0 a message, -1 end of input before it, -2 header cut short or not readable, -3 no magic
+ * number, -4 no memory, -5 payload cut short, not readable, or of negative length. All but 0, -1 and a first allocation
+ * that failed are logged. */
+extern int32_t _procio_errno;
+extern int32_t _nodeio_errno;
+
+/* Read a message. Return a new block with the header in host order and the payload as it arrived, which the caller
+ * releases with free, or null with the outcome set. */
+vesk_msg_header *_read_procmsg_sync(int fd);
+vesk_msg_header *_read_nodemsg_sync(int fd);
+
+/* Write a message of 136 + datalen bytes. Return 1, or -1: nothing is written when datalen is negative. The node call
+ * leaves the message's header in network order. */
+int _write_procmsg_sync(int fd, const vesk_msg_header *message);
+int _write_nodemsg_sync(int fd, vesk_msg_header *message);
+
+/* Make a message without payload and write it. svcname: 32 bytes, which travel whole. text: at most 31 characters, at
+ * offset 36 of the header. Return 1, or -1 when the write failed, memory was short, a text was missing or too long. */
+int _send_procmsg_nodata(int fd, int msgtype, int result, int cd, int flags);
+int _send_procmsg_nodata_svcname(int fd, int msgtype, const char *svcname, int result, int cd, int flags);
+int _send_procmsg_nodata_svcname2(int fd, int msgtype, const char *svcname, const char *text, int result, int cd,
+                                  int flags);
+int _send_procmsg_nodata_3(int fd, int msgtype, int result, int cd, int aux, int flags);
+int _send_nodemsg_nodata(int fd, int msgtype, int result, int cd, int flags);
+
+/* Make a message with datalen bytes of payload and write it. Return 1, or -1 when the write failed, memory was short or
+ * datalen is negative. */
+int _send_procmsg_data(int fd, int msgtype, int result, int cd, int flags, int datalen, const void *data);
+int _send_procmsg_data_3(int fd, int msgtype, int result, int cd, int aux, int flags, int datalen, const void *data);
+int _send_nodemsg_data(int fd, int msgtype, int result, int cd, int flags, int datalen, const void *data);
+
+/* Convert the payload of a recover-data message (code 173 or 1173, header in host order) in place between host and
+ * network order: result records of 20 bytes, of which the last 4 stay as they are. When datalen is not 0, no record
+ * beyond it is touched. Until _check_node has run the host counts as little-endian. Return 1, or -1 for other codes. */
+int _hton_recover_data(vesk_msg_header *message);
+int _ntoh_recover_data(vesk_msg_header *message);
+
 /* ---- Trace specification ------------------------------------------------------------------------------------------ */
 
 /* ---- Semantics settings ------------------------------------------------------------------------------------------- */
 
 /* The environment variable VESK_SEMANTICS holds settings, as in "FDL_LEN=TRU,CRYPT_SW=Y": items separated by commas,
- * each a key, '=' or ':', and a value; an item has at most 256 characters, a value 255. Blanks are dropped wherever they
- * stand. The library reads it when the length policy is first needed, and again at every need until a read succeeds. */
+ * each a key, '=' or ':', and a value; an item has at most 256 characters, a value 255. Blanks are dropped wherever
+ * they stand. The library reads it when the length policy is first needed, and again at every need until a read
+ * succeeds. */
 
 /* 1 once the settings were read. */
 extern int32_t _vesk_semantics_flag;

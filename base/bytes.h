@@ -30,7 +30,7 @@ inline constexpr std::uint64_t byteswap(std::uint64_t v) { return __builtin_bswa
 template <class T>
 inline constexpr T big_endian(T value) {
   if constexpr (std::endian::native == std::endian::big) return value;
-  return byteswap(value);
+  return static_cast<T>(byteswap(static_cast<std::make_unsigned_t<T>>(value)));
 }
 
 template <class T>

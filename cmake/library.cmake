@@ -18,18 +18,23 @@ set(vxa_sources
     fb/fbtconv_stored.cpp
     fb/fcache.cpp
     fb/fdlfile.cpp
-    fb/scratch.cpp
     fb/fields.cpp
+    fb/scratch.cpp
+    sdl/memberwise.cpp
     sdl/sdltable.cpp
     tbuffer/tbuffer.cpp
     trace/hook.cpp
     wire/channel.cpp
     wire/common.cpp
     wire/connect.cpp
+    wire/dencode.cpp
     wire/descriptor_flags.cpp
+    wire/double.cpp
+    wire/fieldcodec.cpp
     wire/listen.cpp
     wire/network.cpp
-    wire/recover.cpp)
+    wire/recover.cpp
+    wire/structcodec.cpp)
 
 add_library(vxa SHARED ${vxa_sources})
 target_link_libraries(vxa PRIVATE $<BUILD_INTERFACE:vxa_options>)

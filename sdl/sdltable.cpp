@@ -1,6 +1,8 @@
 // The tables of struct descriptions, empty until a host loads them, and lookups by struct name.
 #include "sdl/sdltable.h"
 
+#include <algorithm>
+
 vesk_sdl_struct* _sdl_table = nullptr;
 std::int32_t _sdl_table_size = 0;
 vesk_sdl_member* _sdl_field_table = nullptr;
@@ -15,6 +17,14 @@ const StructRow* find_struct(const char* name) {
   for (std::int32_t i = 0; i < _sdl_table_size; ++i)
     if (std::strncmp(rows[i].name, name, kNameLength) == 0) return &rows[i];
   return nullptr;
+}
+
+std::span<const MemberRow> members_of(const StructRow& row) {
+  if (!_sdl_field_table) return {};
+  const std::int32_t first = std::max(row.first, 0);
+  const std::int32_t last = std::min(row.last, _sdl_field_table_size - 1);
+  if (first > last) return {};
+  return {_sdl_field_table + first, static_cast<std::size_t>(last - first) + 1};
 }
 
 }  // namespace vxa::sdl

@@ -134,6 +134,47 @@ int _get_host_nw_stsize(const char *name, int *host_size, int *network_size);
 
 /* ---- Payload encoding --------------------------------------------------------------------------------------------- */
 
+/* Payloads of type 1 (struct) and 2 (field buffer) travel converted, numbers big-endian; 11 and 12 are the same behind
+ * a 168-byte request control block; every other type travels as it lies in memory. The last bytes of a payload may be
+ * a trailer (see below), which is never converted. DOUBLES TRAVEL WITH THEIR HALVES EXCHANGED until _check_node has
+ * been called: call it at start, on both ends. */
+
+/* Encodes a message's payload when its type asks for it and datalen is not 0. Returns the message itself when there is
+ * nothing to do; else a new message that the caller releases with free, with the header of the old one (in host order)
+ * and the encoded datalen, the old message being released. Null when it cannot be encoded; the old message is then
+ * untouched. Log records CSC6402, CSC6404, CSC6405. Cost: the payload. */
+vesk_msg_header *_vesk_encode_odata(vesk_msg_header *message);
+
+/* Decodes a received message (heap block, header in host order) when its type asks for it and datalen is at least 1.
+ * Returns the message, decoded in place, or a new message in its place when a struct's sizes differ, the old one being
+ * released. Null when the struct is not described or the payload is damaged: the caller then still owns the message,
+ * whose fields may be decoded in part. Log record CSC6406. Cost: the payload. */
+vesk_msg_header *_vesk_decode_idata(vesk_msg_header *message);
+
+/* Encode the struct elements or the field buffer of a message in host form, which stays as it is. Return a new message
+ * that the caller releases with free, its header zero, and store the bytes of its payload in length; null when it
+ * cannot be encoded. */
+vesk_msg_header *_hton_data_sdl(const vesk_msg_header *message, int *length);
+vesk_msg_header *_hton_data_fdl(const vesk_msg_header *message, int *length);
+
+/* Decodes datalen / network size elements of the struct that the header's subtype names from src to dst, which may be
+ * the same address; dst holds as many host sizes. Returns dst and stores its bytes in length; null when the struct is
+ * not described or memory is short. */
+char *_ntoh_data_sdl(const vesk_msg_header *header, const char *src, char *dst, int *length);
+
+/* Decodes a field buffer from src to dst, which may be the same address; both hold the used length that src tells,
+ * which is believed. The header is not looked at. Returns dst; null when a record does not fit the used length or its
+ * type is unknown, the records before it being decoded. */
+char *_ntoh_data_fdl(const vesk_msg_header *header, const char *src, char *dst);
+
+/* Converts the 168-byte request control block at the start of a message's payload in place. Does nothing when _endian
+ * is 1. */
+void _hton_data_rqctl(vesk_msg_header *message);
+
+/* Convert the 8 bytes of a double between host form and wire form. Return 1. */
+int _double_encode(const void *src, void *dst);
+int _double_decode(const void *src, void *dst);
+
 /* ---- Typed buffer trailers ---------------------------------------------------------------------------------------- */
 
 /* ---- Sockets and descriptors -------------------------------------------------------------------------------------- */

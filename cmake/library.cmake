@@ -3,10 +3,19 @@
 # Names leave it only through cmake/exports.txt. Semantic interposition stays on: a host may replace the trace hook,
 # and exported data may be bound into an executable by copy relocation.
 set(vxa_sources
+    env/acl.cpp
+    env/aclfile.cpp
+    env/argv.cpp
+    env/command.cpp
+    env/daemon.cpp
+    env/descriptors.cpp
+    env/dump.cpp
     env/envfile.cpp
     env/envline.cpp
     env/paths.cpp
     env/semantics.cpp
+    env/signals.cpp
+    env/syskey.cpp
     fb/fbapim.cpp
     fb/fbbuf.cpp
     fb/fbcommon.cpp

@@ -377,7 +377,122 @@ int _vesk_vmm_lockfile(char *buffer);
 
 /* ---- Process utilities -------------------------------------------------------------------------------------------- */
 
+typedef void (*vesk_signal_handler)(int number);
+
+/* Installs a handler: no signals blocked while it runs but its own, interrupted system calls not restarted, and called
+ * with the signal's details for SIGSEGV and SIGBUS. Returns the handler before it, or -1 cast to a handler. */
+vesk_signal_handler _vesk_register_signal(int number, vesk_signal_handler handler);
+
+/* Where a core dump goes: into that directory (255 characters of it at most), or, when directory is null, into log/slog
+ * below VESKDIR, nowhere when that is not set. Also raises the size limit of core files as far as it goes. Returns 0,
+ * or -1: the limit cannot be raised, or VESKDIR is too long, and dumps then go nowhere. */
+int _vesk_set_coredumpdir(const char *directory);
+
+/* A signal handler that has the process dump its core where _vesk_set_coredumpdir said, once; it does nothing when that
+ * is nowhere. Safe at any time. */
+void _vesk_sig_coredump(int number);
+
+/* 1 once _vesk_sig_coredump has started a dump; 0 again after _vesk_set_coredumpdir. */
+extern int32_t _vesk_coredump;
+
+/* Goes on as a daemon: in a child with a session of its own, the standard streams on /dev/null, descriptors 3 to 255
+ * closed, in /tmp, file-creation mask 0. The parent ends with status 0; what stdio has buffered is written before, exit
+ * handlers are left to the child. Returns 0 in the child, or -1 when there is none. */
+int _daemon_init(void);
+
+/* 1 after _daemon_init has succeeded. */
+extern int32_t _daemon;
+
+/* Puts the three standard streams on /dev/null. Returns 0. */
+int _vesk_detach_console(void);
+
+/* Runs a command with /bin/sh and waits for it, and for no other child. Returns its wait status (as of waitpid; exit
+ * status 127 when there is no shell), -1 when it cannot be run or waited for, 1 when command is null. */
+int _vesk_system(const char *command);
+
+/* Waits that many seconds, at least one, whatever signals arrive. Returns 0. */
+int _vesk_real_wait(int seconds);
+
+/* Splits a text at white space into a null-terminated vector of words, and stores their number in *count (count may be
+ * null). There is no quoting. Vector and words are one block, which the caller releases with free. Null when memory is
+ * short (COM0028). */
+char **_vesk_build_argv_argc(const char *text, int *count);
+
+/* The vector of the words of command and of arguments (which may be null). Null when memory is short (COM0026,
+ * COM0028). */
+char **_vesk_build_argv(const char *command, const char *arguments);
+
+/* Joins that many texts, a blank behind each, in a block that the caller releases with free. Null when memory is short
+ * (COM0027). */
+char *_vesk_mkstr_from_argv(int count, char *const *vector);
+
+/* The number of texts before the null that ends the vector. */
+int _get_argc_from_argv(char *const *vector);
+
+/* 1 when the text is null, empty or white space only, else 0. */
+int is_null_data(const char *text);
+
+/* Writes the name of a product's service: 12 and "abc" make "p0012_abc". out must have room for it. Returns 1. */
+int _make_svcname_from_prodno_funcname(int product, const char *function, char *out);
+
+/* Print a hexadecimal dump on standard output, 16 bytes a line, the offsets counted from base. The second prints, of
+ * more than 1024 bytes, the first 512 and about as many of the last. */
+void _vesk_dump2(const void *data, int base, int length);
+void _vesk_dump(const void *data, int length);
+
+/* 0 when the descriptor is not open, else 1. */
+int _valid_fd(int fd);
+
+/* The IPv4 address that a socket is connected to, in dotted form, in a static area that the next call overwrites;
+ * "Unknown" when it cannot be had. */
+const char *_vesk_peerip(int socket);
+
+/* 1 when the key is a system queue key: 16 bytes that begin with "$SQID". Else 0. */
+int _vesk_sq_issyskey(const char *key, int length);
+
+/* The number of the node that a system queue key ends with, in three hexadecimal digits; -1 when it is no such key. */
+int _vesk_sq_getnodeno_from_syskey(const char *key, int length);
+
 /* ---- Access control lists ----------------------------------------------------------------------------------------- */
+
+/* An IPv4 network that is let in. */
+struct vesk_acl_entry {
+  uint32_t address;            /* network byte order, masked */
+  int32_t prefix;              /* leading bits that count, 0 to 32 */
+  struct vesk_acl_entry *next; /* null in the last one */
+};
+
+/* A list of networks; made by _acl_create, changed by the calls below alone. */
+typedef struct vesk_acl {
+  struct vesk_acl_entry *first;
+  struct vesk_acl_entry *last;
+  int32_t count;
+} vesk_acl;
+
+/* Reads an access list file. Lines that are not valid are reported to the log (COM0053, COM0054) and skipped. With
+ * create not 0, a file that does not exist is created and gives an empty list. The caller releases the list with
+ * _acl_destroy. Null when path is null, the file cannot be read or memory is short (COM0051, COM0052). */
+vesk_acl *_acl_create(const char *path, int create);
+
+/* Releases a list; null is let pass. Returns 1. */
+int _acl_destroy(vesk_acl *list);
+
+/* Add and remove a network: address in network byte order, of which the first prefix bits count. Return 1; 0 when it is
+ * in the list already, or is not there to be removed; -1 when list is null, address is 255.255.255.255 or prefix is not
+ * 0 to 32, or when memory is short (COM0052). Each takes one pass over the list. */
+int _acl_add(vesk_acl *list, uint32_t address, int prefix);
+int _acl_del(vesk_acl *list, uint32_t address, int prefix);
+
+/* 1 when a network of the list holds the address (network byte order), else 0. */
+int _acl_search(const vesk_acl *list, uint32_t address);
+
+/* Appends an address in dotted form and, unless it is 0, a prefix to an access list file, with a comment that holds the
+ * time. An entry without a prefix is read back as that one address. Returns 1, or -1 when an argument is null, the
+ * prefix is not 0 to 32, or the file cannot be written. */
+int _acl_add_to_file(const char *path, const char *address, int prefix);
+
+/* Not supported: returns -1. */
+int _acl_del_from_file(void);
 
 VXA_END_DECLS
 

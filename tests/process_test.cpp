@@ -1,0 +1,234 @@
+// Signals, daemons, core dumps, commands and waiting, in real processes.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "base/descriptor.h"
+#include "tests/support/host.h"
+#include "tests/support/temp_dir.h"
+#include "vxa/vxa_host.h"
+
+namespace {
+
+using host::Environment;
+
+// What a child process wrote to its report, and how it ended.
+struct Child {
+  int status;
+  std::string report;
+};
+
+// The report's descriptor lies beyond those that a daemon closes.
+constexpr int kReport = 300;
+
+void tell(const std::string& text) {
+  if (write(kReport, text.data(), text.size()) < 0) _exit(99);
+}
+
+template <class Work>
+Child in_child(Work work) {
+  int ends[2];
+  if (pipe(ends) != 0) return {-1, "no pipe"};
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  if (child == 0) {
+    close(ends[0]);
+    dup2(ends[1], kReport);
+    close(ends[1]);
+    work();
+    _exit(0);
+  }
+  close(ends[1]);
+  const vxa::Descriptor reader(ends[0]);
+  Child result{0, ""};
+  char text[512];
+  for (ssize_t n; (n = read(reader.get(), text, sizeof text)) > 0;) result.report.append(text, static_cast<size_t>(n));
+  waitpid(child, &result.status, 0);
+  return result;
+}
+
+std::string here() { return std::filesystem::current_path().string(); }
+
+volatile std::sig_atomic_t signals_seen = 0;
+void count_signal(int) { signals_seen = signals_seen + 1; }
+
+// Sends SIGALRM again and again for as long as it lives.
+class Interruptions {
+ public:
+  Interruptions() : before_(_vesk_register_signal(SIGALRM, count_signal)) { every(50'000); }
+  ~Interruptions() {
+    every(0);
+    std::signal(SIGALRM, before_);
+  }
+
+ private:
+  static void every(int microseconds) {
+    const itimerval timer{{0, microseconds}, {0, microseconds}};
+    setitimer(ITIMER_REAL, &timer, nullptr);
+  }
+  vesk_signal_handler before_;
+};
+
+TEST(Signals, HandlersInterruptCallsAndGiveTheOneBefore) {
+  const vesk_signal_handler original = _vesk_register_signal(SIGALRM, count_signal);
+  EXPECT_EQ(_vesk_register_signal(SIGALRM, original), count_signal);
+  EXPECT_EQ(_vesk_register_signal(SIGKILL, count_signal), reinterpret_cast<vesk_signal_handler>(-1L));
+
+  const Interruptions interruptions;
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const vxa::Descriptor reader(ends[0]), writer(ends[1]);
+  char byte;
+  EXPECT_EQ(read(reader.get(), &byte, 1), -1);
+  EXPECT_EQ(errno, EINTR);
+}
+
+TEST(Signals, FaultsComeWithTheirDetails) {
+  for (const int number : {SIGSEGV, SIGBUS, SIGUSR1}) {
+    struct sigaction original, installed;
+    sigaction(number, nullptr, &original);
+    _vesk_register_signal(number, count_signal);
+    sigaction(number, nullptr, &installed);
+    EXPECT_EQ((installed.sa_flags & SA_SIGINFO) != 0, number != SIGUSR1);
+    EXPECT_FALSE(installed.sa_flags & SA_RESTART);
+    EXPECT_FALSE(sigismember(&installed.sa_mask, SIGTERM));
+    sigaction(number, &original, nullptr);
+  }
+}
+
+TEST(Daemon, LeavesEverythingBehind) {
+  const Child child = in_child([] {
+    const vxa::Descriptor low(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const pid_t started_by = getpid();
+    if (_daemon_init() != 0) _exit(98);
+    const int error = errno;
+    std::string streams;
+    for (const char* stream : {"0", "1", "2"})
+      streams += std::filesystem::read_symlink(std::string("/proc/self/fd/") + stream).string() + " ";
+    tell(std::to_string(getpid() != started_by) + std::to_string(getsid(0) == getpid()) + std::to_string(_daemon) +
+         std::to_string(umask(0)) + std::to_string(error) + std::to_string(_valid_fd(low.get())) + std::string(" ") +
+         here() + " " + streams + std::to_string((fcntl(0, F_GETFL) & O_ACCMODE) == O_RDONLY) +
+         std::to_string((fcntl(1, F_GETFL) & O_ACCMODE) == O_WRONLY));
+  });
+  EXPECT_EQ(child.status, 0) << "the parent ends well";
+  EXPECT_EQ(child.report, "111000 /tmp /dev/null /dev/null /dev/null 11");
+}
+
+TEST(Daemon, BufferedOutputIsWrittenOnce) {
+  const host::TempDir dir;
+  const std::string path = dir.path("output");
+  in_child([&] {
+    if (!std::freopen(path.c_str(), "w", stdout)) _exit(97);
+    std::printf("once");
+    _daemon_init();
+  });
+  EXPECT_EQ(host::TempDir::contents(path), "once");
+}
+
+TEST(Daemon, DetachesFromTheConsole) {
+  const Child child = in_child([] {
+    _vesk_detach_console();
+    tell(std::filesystem::read_symlink("/proc/self/fd/2").string());
+  });
+  EXPECT_EQ(child.report, "/dev/null");
+}
+
+TEST(CoreDump, GoesToItsDirectoryOnce) {
+  const host::TempDir dir;
+  // SIGURG does nothing by default, so that the process lives on and can be asked.
+  const Child child = in_child([&] {
+    rlimit limit;
+    getrlimit(RLIMIT_CORE, &limit);
+    limit.rlim_cur = 0;
+    setrlimit(RLIMIT_CORE, &limit);
+    if (_vesk_set_coredumpdir(dir.path().c_str()) != 0) _exit(98);
+    getrlimit(RLIMIT_CORE, &limit);
+    _vesk_register_signal(SIGURG, _vesk_sig_coredump);
+    raise(SIGURG);
+    const bool reset = std::signal(SIGURG, _vesk_sig_coredump) == SIG_DFL;
+    tell(here() + " " + std::to_string(_vesk_coredump) + std::to_string(reset) +
+         std::to_string(limit.rlim_cur == limit.rlim_max));
+    raise(SIGURG);
+    tell(std::signal(SIGURG, SIG_DFL) == _vesk_sig_coredump ? " once" : " twice");
+    _vesk_set_coredumpdir("");
+    tell(std::to_string(_vesk_coredump));
+  });
+  EXPECT_EQ(child.report, dir.path() + " 111 once0");
+
+  const Child killed = in_child([&] {
+    _vesk_set_coredumpdir(dir.path().c_str());
+    _vesk_register_signal(SIGUSR1, _vesk_sig_coredump);
+    raise(SIGUSR1);
+  });
+  EXPECT_TRUE(WIFSIGNALED(killed.status) && WTERMSIG(killed.status) == SIGUSR1);
+}
+
+TEST(CoreDump, DirectoryOfTheInstallation) {
+  const host::TempDir dir;
+  std::filesystem::create_directories(dir.path("log/slog"));
+  const auto dumped_in = [](const std::string& installation) {
+    const Environment set("VESKDIR", installation.c_str());
+    return in_child([] {
+             const int result = _vesk_set_coredumpdir(nullptr);
+             std::signal(SIGURG, _vesk_sig_coredump);
+             raise(SIGURG);
+             tell(std::to_string(result) + (_vesk_coredump ? std::string(" ") + here() : std::string()));
+           })
+        .report;
+  };
+  EXPECT_EQ(dumped_in(dir.path() + "/./"), std::string("0 ") + dir.path("log/slog"));
+  const std::string slashes(247 - dir.path().size(), '/');
+  EXPECT_EQ(dumped_in(slashes + dir.path()), std::string("0 ") + dir.path("log/slog"))
+      << "it is normalised before it is measured";
+  EXPECT_EQ(dumped_in(std::string("/") + std::string(246, 'd')), "-1") << "one character more than fits";
+  EXPECT_EQ(dumped_in(std::string(300, 'd')), "-1");
+
+  const Environment unset("VESKDIR", nullptr);
+  EXPECT_EQ(_vesk_set_coredumpdir(nullptr), 0);
+  _vesk_sig_coredump(SIGTERM);
+  EXPECT_EQ(_vesk_coredump, 0) << "no directory, no dump";
+}
+
+TEST(Commands, GiveTheirWaitStatus) {
+  EXPECT_EQ(_vesk_system(nullptr), 1);
+  EXPECT_EQ(_vesk_system("exit 3"), 3 << 8);
+  EXPECT_EQ(_vesk_system("kill -9 $$"), 9);
+  EXPECT_EQ(_vesk_system("/no/such/program 2>/dev/null"), 127 << 8);
+  const Environment set("VXA_T_A", "passed on");
+  EXPECT_EQ(_vesk_system("test \"$VXA_T_A\" = 'passed on'"), 0);
+}
+
+TEST(Commands, WaitForTheirOwnChildWhateverInterrupts) {
+  const pid_t other = fork();
+  if (other == 0) _exit(7);
+  const Interruptions interruptions;
+  EXPECT_EQ(_vesk_system("sleep 0.2; exit 5"), 5 << 8);
+  int status;
+  pid_t waited;
+  while ((waited = waitpid(other, &status, 0)) < 0 && errno == EINTR) {
+  }
+  EXPECT_EQ(waited, other) << "the other child was left to its owner";
+  EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST(RealWait, LastsWhateverInterrupts) {
+  using Clock = std::chrono::steady_clock;
+  const Interruptions interruptions;
+  const auto start = Clock::now();
+  EXPECT_EQ(_vesk_real_wait(0), 0);
+  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(999)) << "a second at least";
+}
+
+}  // namespace

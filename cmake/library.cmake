@@ -18,6 +18,7 @@ set(vxa_sources
     env/syskey.cpp
     fb/fbapim.cpp
     fb/fbbuf.cpp
+    fb/fbbufop.cpp
     fb/fbcommon.cpp
     fb/fbcommon2.cpp
     fb/fbcommon3.cpp

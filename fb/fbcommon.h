@@ -90,6 +90,9 @@ class Record {
   char* value() const { return at_ + (wide(type()) ? 8 : 4); }
   std::uint32_t carray_length() const { return load<std::uint32_t>(at_ + kKeySize); }
 
+  // The value in the form in which buffers keep it, to be stored again.
+  Value stored_value() const { return {value(), type() == kCarray ? static_cast<int>(carray_length()) : 0}; }
+
   // Bytes of the value: a string's without its terminator. -1 for an unknown type.
   std::int64_t value_length() const {
     switch (const int type = this->type()) {

@@ -216,6 +216,31 @@ void *fbtypecvt(int *tolen, int totype, const void *from, int fromtype, int from
 
 /* ---- Whole buffers ------------------------------------------------------------------------------------------------- */
 
+/* Operations of fbbufop, on a destination and a source. Fields match occurrence by occurrence: the first of a key in the
+ * source matches the first of it in the destination, the second the second. Fetched marks do not count here, and no
+ * field of a join carries one. */
+#define FB_OP_COPY_WHOLE 1 /* all bytes of the source's capacity */
+#define FB_OP_COPY 2       /* the source's fields */
+#define FB_OP_COMPARE 3
+#define FB_OP_CONCAT 4     /* the source's fields behind those of the destination */
+#define FB_OP_JOIN 5       /* matching fields alone, with the source's values */
+#define FB_OP_OUTER_JOIN 6 /* all fields of the destination, matching ones with the source's values */
+#define FB_OP_UPDATE 7     /* the same, then the fields of the source that match none */
+
+/* Combines src into dest. Returns 1; FB_OP_COMPARE returns 0 (same capacity and same fields), -1 (dest is shorter, or a
+ * field of it has a lower key than the one at the same place in src) or 1, with fberror 0.
+ * Failures return -1 and leave dest as it was: FBEINVAL (null buffer, unknown operation, or a copy of what is no field
+ * buffer), FBENOSPACE (the result does not fit dest), FBEMALLOC, FBEBADFB (a used length that leaves no place for
+ * fields), and for joins the code with which fbput would refuse a field. Cost: the bytes copied or compared; joins
+ * n log n in the number of records. */
+int fbbufop(void *dest, const void *src, int op);
+
+/* Keeps the fields whose keys are listed, in their order: those of src in place of what dest holds, or with a null src
+ * those of dest itself. keys: 32-bit keys, ended by a 0. Fetched fields are dropped. Returns 1, or -1 with FBEINVAL
+ * (dest or keys is null), FBENOSPACE (they do not fit dest) or FBEMALLOC (a long list), dest being as it was. Cost:
+ * n log k for n records and k keys. */
+int fbbufop_proj(void *dest, const void *src, const int *keys);
+
 /* ---- Streams and printing ------------------------------------------------------------------------------------------ */
 
 /* ---- Structs ------------------------------------------------------------------------------------------------------- */

@@ -5,6 +5,7 @@ namespace vxa::tools {
 
 void add_commands(CLI::App& vxa) {
   vxa.require_subcommand(1);
+  add_fdl(vxa);
 }
 
 }  // namespace vxa::tools

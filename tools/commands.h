@@ -12,4 +12,6 @@ namespace vxa::tools {
 // Adds every subcommand, in the order of the help text.
 void add_commands(CLI::App& vxa);
 
+void add_fdl(CLI::App& vxa);
+
 }  // namespace vxa::tools

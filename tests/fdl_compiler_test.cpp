@@ -1,0 +1,217 @@
+// The compiler of field tables: text to binary file and back, the C header, and what it refuses.
+#include "tools/fdl_compiler.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Error.hpp>
+#include <CLI/Formatter.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "fb/fbmap.h"
+#include "tests/support/files.h"
+#include "tests/support/host.h"
+#include "tools/commands.h"
+#include "tools/field_text.h"
+#include "tools/source_error.h"
+#include "vxa/fbuf.h"
+
+namespace {
+
+using namespace vxa::tools;
+
+FdlImage compiled(std::string_view text) { return compile_fields(parse_field_text(text).fields); }
+
+std::string errors_of(std::string_view text) {
+  try {
+    parse_field_text(text);
+  } catch (const SourceErrors& errors) {
+    return errors.report("t");
+  }
+  return "none";
+}
+
+std::string dumped(const std::string& image) {
+  try {
+    return field_text(fields_of_image(image));
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+}
+
+// Names whose sums collide at every size, numbers with a base, every type.
+std::string many_fields(int count) {
+  std::string text = "*base 500\n";
+  for (int i = 0; i < count; ++i)
+    text += "FIELD_" + std::to_string(i) + ' ' + std::to_string(i) + ' ' + fbget_strfldtype((i % 8 + 1) << 26) + '\n';
+  return text;
+}
+
+TEST(FdlCompiler, OneFieldByteByByte) {
+  EXPECT_EQ(compiled("AMOUNT 1 double").bytes,
+            host::bytes("b8 22 00 00  01 00 00 00  00 00 00 00"
+                        "41 4d 4f 55 4e 54 __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __"
+                        "__ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __  01 00 00 18"
+                        "01 00 00 18  00 00 00 00"));
+}
+
+// Both names have the byte sum 131 and so the slot 1 of 2; the second wraps to slot 0. The keys fill theirs.
+TEST(FdlCompiler, ACollidingNameTakesTheNextSlotInACircle) {
+  const FdlImage image = compiled("BA 2 int\nAB 1 int\n");
+  const std::string rest_of_name(46, '\0');
+  EXPECT_EQ(image.bytes, host::bytes("b8 22 00 00  02 00 00 00  00 00 00 00") +  //
+                             "BA" + rest_of_name + host::bytes("02 00 00 0c") +  //
+                             "AB" + rest_of_name + host::bytes("01 00 00 0c") +  //
+                             host::bytes("02 00 00 0c  00 00 00 00   01 00 00 0c  01 00 00 00"));
+  EXPECT_EQ(image.slots, 2);
+  EXPECT_EQ(image.name_probes, 1.5);
+  EXPECT_EQ(image.key_probes, 1.0);
+}
+
+TEST(FdlCompiler, TheLibraryFindsEveryFieldOfItsTables) {
+  for (int count : {10, 512, 513, 3000}) {
+    const std::string text = many_fields(count);
+    const FdlImage image = compiled(text);
+    const host::Folder folder;
+    const host::Environment environment("FDLFILE", folder.write("table", image.bytes).c_str());
+    fbkeynm_unload();
+    double probes = 0;
+    for (const Field& field : parse_field_text(text).fields) {
+      EXPECT_EQ(fbget_fldkey(field.name.c_str()), static_cast<int>(field.key()));
+      EXPECT_EQ(fbget_fldname(static_cast<int>(field.key())), field.name);
+      const int slot = _find_fnamei_by_fname(field.name.c_str());
+      probes += 1 + (slot - _fname_hash(field.name.c_str()) + image.slots) % image.slots;
+    }
+    EXPECT_DOUBLE_EQ(probes / count, image.name_probes) << "the records lie where a lookup passes them";
+    fbkeynm_unload();
+  }
+}
+
+TEST(FdlCompiler, GrowsATableUntilLookupsAreNearOneProbe) {
+  std::string text;
+  for (int i = 0; i < 600; ++i) {
+    const auto letter = [i](int place) { return static_cast<char>('A' + (i * place + i / place) % 26); };
+    text += std::string{letter(1), letter(7), letter(11), letter(17)} + std::to_string(i * 37) + ' ' +
+            std::to_string(i) + " string\n";
+  }
+  const FdlImage image = compiled(text);
+  EXPECT_LE(image.name_probes + image.key_probes, 2.4);
+}
+
+TEST(FdlCompiler, CompileAndDumpAreInverse) {
+  EXPECT_EQ(dumped(compiled("LONGER 7 string\nA 16777215 char\n*base 5\nB\t0\tcarray\tremark").bytes),
+            "# name, number, type\n"
+            "A       16777215  char\n"
+            "LONGER  7         string\n"
+            "B       5         carray\n");
+  const std::string image = compiled(many_fields(700)).bytes;
+  EXPECT_EQ(compiled(dumped(image)).bytes, image);
+}
+
+TEST(FdlCompiler, DumpSaysWhatIsWrongWithAFile) {
+  const std::string good = compiled("AMOUNT 1 double").bytes;
+  const auto changed = [&](std::size_t at, char byte) {
+    std::string image = good;
+    image[at] = byte;
+    return dumped(image);
+  };
+  EXPECT_EQ(dumped(good.substr(0, 11)), "cut off within the header");
+  EXPECT_EQ(dumped(good.substr(0, 71)), "damaged: 1 slots make 72 bytes, the file has 71");
+  EXPECT_EQ(changed(0, '\0'), "no field table file: magic 8704, expected 8888");
+  EXPECT_EQ(changed(7, '\x80'), "damaged: -2147483647 slots");
+  EXPECT_EQ(changed(12, '+'),
+            "damaged: expected a field name, which begins with none of # $ * + - = and no digit, "
+            "found \"+MOUNT\"");
+  EXPECT_EQ(changed(68, '\1'), "damaged: key 402653185 leads to no name of its own");
+  EXPECT_EQ(dumped(good.substr(0, 68) + "\xff\xff\xff\xff"), "damaged: no key leads to AMOUNT");
+}
+
+TEST(FieldText, ErrorsCarryPlaceAndExpectation) {
+  const std::string number = "expected a field number from 0 to 16777215, found ";
+  const std::string type = "expected a type (char, short, int, long, float, double, string or carray), found ";
+  EXPECT_EQ(errors_of("# all is well\n\n  \t\r\nA 1 int - x\r\n *base 16777215 x\nB 0 int"), "none");
+  EXPECT_EQ(errors_of("A 1 int\n" + std::string(47, 'N') + " 2 int"), "none");
+  EXPECT_EQ(errors_of(std::string(48, 'N') + " 2 int"),
+            "t:1:1: expected a field name of at most 47 characters, found \"" + std::string(48, 'N') + "\"\n");
+  EXPECT_EQ(errors_of("\n A"), "t:2:3: " + number + "the end of the line\n");
+  EXPECT_EQ(errors_of("A - int"), "t:1:3: " + number + "\"-\" (an absent column)\n");
+  EXPECT_EQ(errors_of("A 16777216 int\nB -1 int\nC 1x int\nD 99999999999999999999 int"),
+            "t:1:3: " + number + "\"16777216\"\n" + "t:2:3: " + number + "\"-1\"\n" + "t:3:3: " + number + "\"1x\"\n" +
+                "t:4:3: " + number + "\"99999999999999999999\"\n");
+  EXPECT_EQ(errors_of("A\t1\tmoney"), "t:1:5: " + type + "\"money\"\n");
+  EXPECT_EQ(errors_of("A 1"), "t:1:4: " + type + "the end of the line\n");
+  EXPECT_EQ(errors_of("A 1 int\nA 2 int\nB 1 string\nC 1 int"),
+            "t:2:1: expected a new name, found \"A\" of line 1\n"
+            "t:4:3: expected a new number for type int, found 1 of line 1\n");
+  EXPECT_EQ(errors_of("*base 16777215\nA 1 int"),
+            "t:2:3: expected a field number that with the base 16777215 comes to at most 16777215, found \"1\"\n");
+  EXPECT_EQ(errors_of("*base"), "t:1:6: expected a base number from 0 to 16777215, found the end of the line\n");
+  EXPECT_EQ(errors_of("*bass 1"), "t:1:1: expected *base or a field name, found \"*bass\"\n");
+  EXPECT_EQ(errors_of("- 1 int"), "t:1:1: expected a field name, found \"-\" (an absent column)\n");
+}
+
+TEST(FieldText, HeaderKeepsTheOrderOfTheText) {
+  EXPECT_EQ(field_header(parse_field_text("$/* money */\nB 2 int\n$#define X 1\nA 1 double\n$"), "bank.txt"),
+            "/* Field keys, made from bank.txt by vxa fdl. */\n"
+            "/* money */\n"
+            "#define B ((int)201326594) /* int, number 2 */\n"
+            "#define X 1\n"
+            "#define A ((int)402653185) /* double, number 1 */\n"
+            "\n");
+  EXPECT_THROW(field_header(parse_field_text("A.B 1 int"), ""), SourceErrors);
+}
+
+class FdlCommand : public testing::Test {
+ protected:
+  FdlCommand() { add_commands(vxa_); }
+
+  void run(const std::string& arguments) { vxa_.parse("fdl " + arguments); }
+  std::size_t files() const {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder_.path("")), {}));
+  }
+
+  host::Folder folder_;
+  CLI::App vxa_;
+};
+
+TEST_F(FdlCommand, WritesTableAndHeader) {
+  const std::string text = folder_.write("bank.txt", "AMOUNT 1 double\n");
+  testing::internal::CaptureStdout();
+  run(text + " --header " + folder_.path("bank.h"));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            folder_.path("bank.fdl") + ": 1 fields in 1 slots; probes of a lookup: 1.00 by name, 1.00 by key\n");
+  EXPECT_EQ(folder_.read("bank.fdl"), compiled("AMOUNT 1 double").bytes);
+  EXPECT_THAT(folder_.read("bank.h"), testing::HasSubstr("\n#define AMOUNT ((int)402653185) "));
+
+  testing::internal::CaptureStdout();
+  run("--dump " + folder_.path("bank.fdl"));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "# name, number, type\nAMOUNT  1         double\n");
+  EXPECT_EQ(files(), 3u);
+}
+
+TEST_F(FdlCommand, LeavesEveryFileAsItWasWhenItFails) {
+  folder_.write("bank.fdl", "old");
+  folder_.write("bank.h", "old");
+  folder_.write("bad.txt", "AMOUNT 1 money\n");
+  folder_.write("name.txt", "A.B 1 int\n");
+  folder_.write("good.txt", "A 1 int\n");
+  const std::string outputs = " -o " + folder_.path("bank.fdl") + " --header " + folder_.path("bank.h");
+  testing::internal::CaptureStderr();
+  EXPECT_THROW(run(folder_.path("bad.txt") + outputs), CLI::RuntimeError);
+  EXPECT_THROW(run(folder_.path("name.txt") + outputs), CLI::RuntimeError);
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              testing::AllOf(testing::HasSubstr("bad.txt:1:10: "), testing::HasSubstr("name.txt:1:1: ")));
+  EXPECT_THROW(run(folder_.path("good.txt") + " -o " + folder_.path("bank.fdl") + " --header /dev/null"),
+               std::runtime_error);
+  EXPECT_THROW(run(folder_.write("text.fdl", "A 1 int\n")), std::runtime_error) << "would replace its own input";
+  EXPECT_EQ(folder_.read("text.fdl"), "A 1 int\n");
+  EXPECT_EQ(folder_.read("bank.fdl"), "old");
+  EXPECT_EQ(folder_.read("bank.h"), "old");
+  EXPECT_EQ(files(), 6u);
+}
+
+}  // namespace

@@ -34,6 +34,8 @@ set(vxa_sources
     sdl/sdltable.cpp
     tbuffer/tbuffer.cpp
     trace/hook.cpp
+    trace/spec.cpp
+    trace/trace.cpp
     wire/channel.cpp
     wire/common.cpp
     wire/connect.cpp

@@ -307,6 +307,46 @@ int _ntoh_recover_data(vesk_msg_header *message);
 
 /* ---- Trace specification ------------------------------------------------------------------------------------------ */
 
+/* A trace specification, usually the value of VESK_TRACE, is "on", "off", or up to three fields between colons:
+ *
+ *   LEVEL        "*" or one of "atmi", "iatmi", "xa", "trace", which a '+' or '-' before it adds to or takes from the
+ *                level that stands; "atmi" when left out
+ *   DESTINATION  "ulog" or "RECEIVER/ulog"
+ *   ACTION       "dye", "undye", "abort", "ulog(MESSAGE)", "system(MESSAGE)", "trace(MESSAGE)" or "sleep(SECONDS)", or
+ *                "/TARGET/" and one of these; a message may stand in double quotes; "dye" when left out
+ *
+ * as in "iatmi:ulog:ulog(entering)". At least one of the first two must be there. The library makes the settings below
+ * of it, but consults none: they are for a host that defines _vesk_trace itself. */
+
+extern int32_t _level;     /* call classes: 0x1 atmi, 0x3 iatmi, 0x4 xa, 0x8 trace, 0xF all */
+extern int32_t _action;    /* 0x10000 abort, 0x20000 ulog, 0x40000 system, 0x80000 trace, 0x100000 dye, 0x200000 undye,
+                            * 0x400000 sleep */
+extern char *_recv_spec;   /* receiver, a block of 4096 bytes; null until one is named, kept until the next is */
+extern char *_act_spec;    /* target, likewise */
+extern char *_act_msg;     /* message, a block of 4096 bytes that every parse replaces */
+extern int32_t _act_sleep; /* seconds of the last "sleep"; -1 before any parse */
+extern int32_t _dye_level; /* 0 after every parse */
+extern int32_t _tmtrace;   /* 1: a specification was taken apart, even if then refused; 2: there was none */
+extern char _obuf[4096];   /* the specification that was last taken for parsing */
+
+/* For the host's use; the library neither reads nor writes them. */
+extern int32_t _trc_set;
+extern int32_t _trc_count;
+extern int32_t _pflag;
+extern int32_t _call;
+
+/* Resets the level, the action and the seconds to 0 and forgets target and message, then parses as _parse_trace does.
+ * The forgotten blocks stay allocated: a host that wants them back releases them with free before the call. */
+int _chk_trace(const char *spec, int unused);
+
+/* Parses the specification, or that of VESK_TRACE when spec is null, into the settings. Returns 1, also when there is
+ * none, or -1 after a log record: for a text of 4096 characters or more, one with more than three fields, or a field
+ * that is not as above. What was set before the bad field stays set. */
+int _parse_trace(const char *spec, int unused);
+
+/* Prints the settings on standard output, on one line. Returns 1. */
+int _trace_dbg(void);
+
 /* ---- Semantics settings ------------------------------------------------------------------------------------------- */
 
 /* The environment variable VESK_SEMANTICS holds settings, as in "FDL_LEN=TRU,CRYPT_SW=Y": items separated by commas,

@@ -33,6 +33,7 @@ set(vxa_sources
     sdl/memberwise.cpp
     sdl/sdltable.cpp
     tbuffer/tbuffer.cpp
+    tbuffer/trailer.cpp
     trace/hook.cpp
     trace/spec.cpp
     trace/trace.cpp

@@ -177,6 +177,23 @@ int _double_decode(const void *src, void *dst);
 
 /* ---- Typed buffer trailers ---------------------------------------------------------------------------------------- */
 
+/* Tagged entries of up to 62 bytes behind a typed buffer's data, in a reserve of 64 bytes that every typed buffer has;
+ * an entry costs 2 bytes beside its data. They are part of the payload and travel with it, unconverted. header: the
+ * address 136 bytes in front of the buffer's data. A tag is one byte, 0 to 255. tpcall and tpacall clear the control
+ * word of the buffer that they send, so only messages that a host sends itself carry a trailer. */
+
+/* Adds an entry. Returns 1, or -1 with log record COM0050, the buffer being as it was: a null argument, a length below
+ * 1, or no room. */
+int _vesk_add_trailer(vesk_msg_header *header, const void *data, int tag, int length);
+
+/* Finds the first entry with that tag. length, unless null: in, the bytes that out holds; out, those copied, 0 when
+ * the entry is longer. It is left alone when out is null or its value below 1. Returns 1, or 0 when there is none. */
+int _vesk_find_trailer(vesk_msg_header *header, void *out, int tag, int *length);
+
+/* Removes the first entry with that tag; out and length as above, but length becomes 0 whenever nothing is copied.
+ * Returns 1, or 0 when there is none. */
+int _vesk_del_trailer(vesk_msg_header *header, void *out, int tag, int *length);
+
 /* ---- Sockets and descriptors -------------------------------------------------------------------------------------- */
 
 /* IPv4 over TCP. Addresses are in network order, ports in host order. Descriptors up to 16383 can be waited on. */

@@ -31,6 +31,7 @@ set(vxa_sources
     fb/fields.cpp
     fb/scratch.cpp
     sdl/memberwise.cpp
+    sdl/sdlfile.cpp
     sdl/sdltable.cpp
     tbuffer/tbuffer.cpp
     tbuffer/trailer.cpp

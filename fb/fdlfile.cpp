@@ -2,13 +2,12 @@
 #include "fb/fdlfile.h"
 
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 
 #include "base/file.h"
-#include "base/heap.h"
 #include "base/log.h"
+#include "base/records.h"
 
 int _fname_fldkey_tab_loaded = 0;
 vxa::fdl::NameRecord* _fldname = nullptr;
@@ -49,10 +48,6 @@ bool allocation_failed(const char* code, std::int64_t size) {
   return false;
 }
 
-bool read_item(std::FILE* file, void* to, std::int64_t size) {
-  return std::fread(to, static_cast<std::size_t>(size), 1, file) == 1;
-}
-
 // Reads count records from the file and puts them behind the held ones of the table.
 template <class T>
 bool append(HeapPtr<T>& table, int held, int count, std::FILE* file, const LogCodes& codes) {
@@ -60,12 +55,16 @@ bool append(HeapPtr<T>& table, int held, int count, std::FILE* file, const LogCo
   const std::int64_t size = kRecord * count;
   const std::int64_t total = kRecord * held + size;
   const char* growth_code = table ? codes.reallocation : codes.allocation;
-  if (count > INT_MAX - held || !heap_resize(table, total)) return allocation_failed(growth_code, total);
-
-  const HeapPtr<T> block = heap_alloc<T>(size);
-  if (!block) return allocation_failed(codes.read_buffer, size);
-  if (!read_item(file, block.get(), size)) return read_failed(codes.read, size);
-  std::memcpy(table.get() + held, block.get(), static_cast<std::size_t>(size));
+  switch (append_records(table, held, count, file)) {
+    case Appending::kNoTable:
+      return allocation_failed(growth_code, total);
+    case Appending::kNoBuffer:
+      return allocation_failed(codes.read_buffer, size);
+    case Appending::kShortRead:
+      return read_failed(codes.read, size);
+    case Appending::kDone:
+      break;
+  }
   return true;
 }
 

@@ -124,6 +124,13 @@ extern int32_t _sdl_field_table_size;
 /* 1 once _sdlfile_load has succeeded. */
 extern int32_t _sdlfile_loadsw;
 
+/* Loads the struct description files that SDLFILE64 names, or, when that is not set, SDLFILE: a list of paths with
+ * commas between them, 255 characters at most. Call it once at start, before the first struct buffer; without a list it
+ * does nothing. Returns 1, or -1 after a log record (CLI0116 to CLI0125): a file that cannot be opened or is no
+ * description file stops the load with what the files before it gave, one that is cut short, or memory that is short,
+ * empties the tables. A second call loads anew and releases what the first one loaded. */
+int _sdlfile_load(void);
+
 /* The size in memory of one struct of that name (at most 16 characters count); -1 when it is not described. */
 int _get_host_stsize(const char *name);
 

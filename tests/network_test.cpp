@@ -136,15 +136,10 @@ TEST(Transfers, AFailedWriteDoesNotCountWhatWentBefore) {
 }
 
 TEST(Transfers, NothingToMoveIsZeroWithoutACall) {
-  for (const int n : {0, -1, INT_MIN}) {
-    EXPECT_EQ(_vesk_readn(-1, nullptr, n), 0);
-    EXPECT_EQ(_vesk_writen(-1, nullptr, n), 0);
-    EXPECT_EQ(pipe_readn(-1, nullptr, n), 0);
-    EXPECT_EQ(pipe_writen(-1, nullptr, n), 0);
+  for (const int n : {0, INT_MIN}) {
+    for (const auto read_whole : {_vesk_readn, pipe_readn}) EXPECT_EQ(read_whole(-1, nullptr, n), 0);
+    for (const auto write_whole : {_vesk_writen, pipe_writen}) EXPECT_EQ(write_whole(-1, nullptr, n), 0);
   }
-  char byte = 0;
-  EXPECT_EQ(_vesk_readn(-1, &byte, 1), -1);
-  EXPECT_EQ(errno, EBADF);
 }
 
 TEST(Waits, EndByDataTimeOrSignal) {
@@ -213,62 +208,105 @@ int lowest_free_descriptor() { return Descriptor{dup(0)}.get(); }
 // A label of 64 characters cannot be asked for, so that no name server is.
 const std::string unknown_host(64, 'x');
 
+// The ways to connect, each with the codes under which it logs an unknown host and a missing socket.
+struct Variant {
+  const char* name;
+  int (*connect)(const char* host, std::uint32_t addr, int port, int local_port);
+  const char* host_code;
+  const char* socket_code;
+  bool from_local_port = false;
+};
+
+const Variant variants[] = {
+    {"plain", [](auto host, auto addr, int port, int) { return _network_connect(host, addr, port); }, "COM0104",
+     "COM0105"},
+    {"with_timeout",
+     [](auto host, auto addr, int port, int) { return _network_connect_with_timeout(host, addr, port, 0); }, "COM0106",
+     "COM0107"},
+    {"with_timeout3",
+     [](auto host, auto addr, int port, int) { return _network_connect_with_timeout3(host, addr, port, 0, 500000); },
+     "COM0106", "COM0107"},
+    {"nb",
+     [](auto host, auto addr, int port, int) {
+       int fd = -1;
+       return _network_connect_nb(host, addr, port, &fd) < 0 ? -1 : fd;
+     },
+     nullptr, "COM0108"},
+    {"2", [](auto host, auto addr, int port, int local) { return _network_connect2(host, addr, port, local); },
+     "COM0111", "COM0109", true},
+    {"with_timeout2",
+     [](auto host, auto addr, int port, int local) {
+       return _network_connect_with_timeout2(host, addr, port, 5, local);
+     },
+     "COM0114", "COM0112", true},
+    {"nb2",
+     [](auto host, auto addr, int port, int local) {
+       int fd = -7;
+       const int result = _network_connect_nb2(host, addr, port, &fd, local);
+       return result < 0 && fd == -7 ? result : fd;
+     },
+     nullptr, "COM0115", true}};
+
 TEST(Connections, EveryVariantReachesAListener) {
   const Listener listener;
-  ASSERT_GT(listener.socket.get(), 0);
   ASSERT_GT(listener.port, 0);
-  int nb = -1;
-  int nb2 = -1;
-  const int from[] = {free_port(), free_port(), free_port()};
-  const Descriptor sockets[] = {Descriptor{_network_connect("127.0.0.1", 0, listener.port)},
-                                Descriptor{_network_connect("localhost", 0xFFFFFFFF, listener.port)},
-                                Descriptor{_network_connect("ignored", loopback, listener.port)},
-                                Descriptor{_network_connect_with_timeout("127.0.0.1", 0, listener.port, 0)},
-                                Descriptor{_network_connect_with_timeout3(nullptr, loopback, listener.port, 0, 500000)},
-                                Descriptor{_network_connect2("127.0.0.1", 0, listener.port, from[0])},
-                                Descriptor{_network_connect_with_timeout2("127.0.0.1", 0, listener.port, 5, from[1])}};
-  for (const Descriptor& socket : sockets) {
-    EXPECT_TRUE(socket);
-    EXPECT_TRUE(blocking(socket.get()));
-    std::uint32_t peer = 0;
-    const Descriptor accepted{_network_accept2(listener.socket.get(), &peer)};
-    EXPECT_EQ(peer, loopback);
-    int keepalive = 0;
-    socklen_t length = sizeof keepalive;
-    getsockopt(accepted.get(), SOL_SOCKET, SO_KEEPALIVE, &keepalive, &length);
-    EXPECT_EQ(keepalive, 1);
+  const struct {
+    const char* host;
+    std::uint32_t addr;
+  } peers[] = {{"127.0.0.1", 0}, {"localhost", 0xFFFFFFFF}, {"ignored", loopback}, {nullptr, loopback}};
+  for (const Variant& variant : variants) {
+    for (const auto& to : peers) {
+      const int local = free_port();
+      const Descriptor socket{variant.connect(to.host, to.addr, listener.port, local)};
+      ASSERT_TRUE(socket) << variant.name;
+      EXPECT_TRUE(blocking(socket.get()) || std::string(variant.name).starts_with("nb")) << variant.name;
+      EXPECT_EQ(local_port(socket.get()) == local, variant.from_local_port) << variant.name;
+      std::uint32_t addr = 0;
+      const Descriptor accepted{_network_accept2(listener.socket.get(), &addr)};
+      EXPECT_EQ(addr, loopback);
+      int keepalive = 0;
+      socklen_t length = sizeof keepalive;
+      getsockopt(accepted.get(), SOL_SOCKET, SO_KEEPALIVE, &keepalive, &length);
+      EXPECT_EQ(keepalive, 1);
+    }
   }
-  EXPECT_EQ(local_port(sockets[5].get()), from[0]);
-  EXPECT_EQ(local_port(sockets[6].get()), from[1]);
+}
 
-  const int started = _network_connect_nb("127.0.0.1", 0, listener.port, &nb);
-  ASSERT_GE(started, 0);
-  EXPECT_EQ(blocking(nb), started == 1);
-  const int started2 = _network_connect_nb2("127.0.0.1", 0, listener.port, &nb2, from[2]);
-  ASSERT_GE(started2, 0);
-  EXPECT_EQ(local_port(nb2), from[2]);
-  for (const int fd : {nb, nb2}) {
-    const Descriptor accepted{_network_accept(listener.socket.get())};
-    EXPECT_TRUE(accepted);
-    close(fd);
+TEST(Connections, EveryVariantLogsUnderItsCodes) {
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit no_descriptor{0, limit.rlim_max};
+  for (const Variant& variant : variants) {
+    EXPECT_EQ(variant.connect(unknown_host.c_str(), 0, 1, free_port()), -1);
+    const auto unknown = host::take_log();
+    if (variant.host_code)
+      EXPECT_THAT(unknown, testing::ElementsAre(
+                               LogRecord{1, 2, variant.host_code, "0063 gethostbyname error : " + unknown_host}));
+    else
+      EXPECT_THAT(unknown, testing::IsEmpty());
+
+    setrlimit(RLIMIT_NOFILE, &no_descriptor);
+    EXPECT_EQ(variant.connect("", loopback, 1, 1), -1);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    EXPECT_THAT(host::take_log(), testing::ElementsAre(LogRecord{1, 2, variant.socket_code, "0040 socket init error"}));
   }
+  EXPECT_EQ(_vesk_getipbyname(unknown_host.c_str()), -1);
+  EXPECT_EQ(static_cast<std::uint32_t>(_vesk_getipbyname("127.0.0.1")), loopback);
 }
 
 TEST(Connections, RefusedOnesCloseTheirSocket) {
   const Listener busy;
   const int port = free_port();
   const int before = lowest_free_descriptor();
-  int fd = -7;
-  EXPECT_EQ(_network_connect("127.0.0.1", 0, port), -1);
-  EXPECT_EQ(_network_connect_with_timeout("127.0.0.1", 0, port, 5), -1);
+  for (const Variant& variant : variants) {
+    Descriptor{variant.connect("127.0.0.1", 0, port, free_port())};
+    EXPECT_EQ(lowest_free_descriptor(), before) << variant.name;
+    if (!variant.from_local_port) continue;
+    EXPECT_EQ(variant.connect(unknown_host.c_str(), 0, port, busy.port), -2) << variant.name;
+  }
+  EXPECT_EQ(_network_connect_with_timeout("", loopback, port, 5), -1);
   EXPECT_EQ(errno, ECONNREFUSED);
-  EXPECT_EQ(_network_connect_with_timeout2("127.0.0.1", 0, port, 5, free_port()), -1);
-  EXPECT_EQ(_network_connect2("127.0.0.1", 0, port, busy.port), -2);
-  EXPECT_EQ(_network_connect_with_timeout2(unknown_host.c_str(), 0, port, 1, busy.port), -2);
-  EXPECT_EQ(_network_connect_nb2("127.0.0.1", 0, port, &fd, busy.port), -2);
-  EXPECT_EQ(fd, -7);
-  EXPECT_EQ(lowest_free_descriptor(), before);
-  EXPECT_THAT(host::take_log(), testing::IsEmpty());
+  EXPECT_THAT(host::take_log(), testing::IsEmpty()) << "neither a refusal nor a busy port is logged";
 }
 
 TEST(Connections, ATimedConnectGivesUp) {
@@ -285,47 +323,6 @@ TEST(Connections, ATimedConnectGivesUp) {
   EXPECT_EQ(_network_connect_with_timeout3("", loopback, port, 0, 200000), -1);
   EXPECT_EQ(errno, ETIME);
   EXPECT_GE(std::chrono::steady_clock::now() - start, 190ms);
-}
-
-TEST(Connections, UnknownHostsAreLoggedPerCall) {
-  const char* name = unknown_host.c_str();
-  int fd = -7;
-  EXPECT_EQ(_vesk_getipbyname(name), -1);
-  EXPECT_EQ(_vesk_getipbyname(nullptr), -1);
-  EXPECT_EQ(static_cast<std::uint32_t>(_vesk_getipbyname("127.0.0.1")), loopback);
-  EXPECT_EQ(_network_connect(name, 0, 1), -1);
-  EXPECT_EQ(_network_connect_with_timeout(name, 0, 1, 1), -1);
-  EXPECT_EQ(_network_connect2(name, 0, 1, free_port()), -1);
-  EXPECT_EQ(_network_connect_with_timeout2(name, 0, 1, 1, free_port()), -1);
-  EXPECT_EQ(_network_connect_nb(name, 0, 1, &fd), -1);
-  EXPECT_EQ(_network_connect_nb2(name, 0, 1, &fd, free_port()), -1);
-  EXPECT_EQ(fd, -7);
-  const std::string text = "0063 gethostbyname error : " + unknown_host;
-  EXPECT_THAT(host::take_log(),
-              testing::ElementsAre(LogRecord{1, 2, "COM0104", text}, LogRecord{1, 2, "COM0106", text},
-                                   LogRecord{1, 2, "COM0111", text}, LogRecord{1, 2, "COM0114", text}));
-}
-
-TEST(Connections, ExhaustedDescriptorsAreLoggedPerCall) {
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  const rlimit none{0, limit.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &none);
-  int fd = -7;
-  EXPECT_EQ(_network_connect("", loopback, 1), -1);
-  EXPECT_EQ(_network_connect_with_timeout3("", loopback, 1, 1, 0), -1);
-  EXPECT_EQ(_network_connect_nb("", loopback, 1, &fd), -1);
-  EXPECT_EQ(_network_connect2("", loopback, 1, 1), -1);
-  EXPECT_EQ(_network_connect_with_timeout2("", loopback, 1, 1, 1), -1);
-  EXPECT_EQ(_network_connect_nb2("", loopback, 1, &fd, 1), -1);
-  EXPECT_EQ(_network_listen(0), -1);
-  setrlimit(RLIMIT_NOFILE, &limit);
-  std::vector<std::string> codes;
-  for (const LogRecord& record : host::take_log()) {
-    EXPECT_EQ(record.text, "0040 socket init error");
-    codes.push_back(record.code);
-  }
-  EXPECT_THAT(codes, testing::ElementsAre("COM0105", "COM0107", "COM0108", "COM0109", "COM0112", "COM0115"));
 }
 
 TEST(Listeners, ReportABusyPortAndABadSocket) {

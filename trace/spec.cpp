@@ -1,3 +1,4 @@
+// Fields and words of a trace specification, taken apart in place in the text that holds them.
 #include "trace/spec.h"
 
 #include <algorithm>

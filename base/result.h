@@ -2,6 +2,8 @@
 // belongs to (fberror, tperrno) is the operation's business; only the public layer writes those variables.
 #pragma once
 
+#include <utility>
+
 namespace vxa {
 
 struct Error {
@@ -11,7 +13,7 @@ struct Error {
 template <class T>
 class [[nodiscard]] Result {
  public:
-  Result(T value) : value_(value) {}
+  Result(T value) : value_(std::move(value)) {}
   Result(Error error) : failed_(true), code_(error.code) {}
 
   bool failed() const { return failed_; }
@@ -19,6 +21,7 @@ class [[nodiscard]] Result {
   int code() const { return code_; }
   Error error() const { return Error{code_}; }
   T value() const { return value_; }
+  T take() { return std::move(value_); }  // for values that are owned
 
  private:
   T value_{};

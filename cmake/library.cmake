@@ -48,7 +48,15 @@ set(vxa_sources
     wire/listen.cpp
     wire/network.cpp
     wire/recover.cpp
-    wire/structcodec.cpp)
+    wire/structcodec.cpp
+    xa/console.cpp
+    xa/etc.cpp
+    xa/match.cpp
+    xa/openstr.cpp
+    xa/recvq.cpp
+    xa/tpapi.cpp
+    xa/vxa.cpp
+    xa/vxaio.cpp)
 
 add_library(vxa SHARED ${vxa_sources})
 target_link_libraries(vxa PRIVATE $<BUILD_INTERFACE:vxa_options>)

@@ -142,9 +142,9 @@ Result<char*> resize(char* data, std::int32_t size) {
 }
 
 void release(char* data) {
-  if (!data) return;
-  MsgHeader* header = TypedBuffer{data}.header();
-  if (!is_heap_pointer(header) || !has_magic(header)) return;
+  const TypedBuffer buffer{data};
+  if (!buffer.alive()) return;
+  MsgHeader* header = buffer.header();
   if (header->type == payload::kField) fcache::clear(data);
   header->magic = 0;
   std::free(header);

@@ -12,6 +12,11 @@
 
 namespace vxa {
 
+// An address that the heap may have given out.
+inline bool is_heap_pointer(const void* pointer) {
+  return pointer && reinterpret_cast<std::uintptr_t>(pointer) % 4 == 0;
+}
+
 // The caller's data pointer, seen as a typed buffer.
 class TypedBuffer {
  public:
@@ -22,8 +27,8 @@ class TypedBuffer {
   char* data() const { return data_; }
   MsgHeader* header() const { return reinterpret_cast<MsgHeader*>(data_ - kHeaderSize); }
 
-  // Whether a live typed buffer lies here, as far as its mark tells.
-  bool alive() const { return data_ && has_magic(header()); }
+  // Whether a live typed buffer lies here, as far as its address and its mark tell.
+  bool alive() const { return data_ && is_heap_pointer(header()) && has_magic(header()); }
 
  private:
   char* data_;
@@ -32,11 +37,6 @@ class TypedBuffer {
 // Bytes of the block that holds a typed buffer of that capacity.
 inline constexpr std::int64_t typed_block_size(std::int64_t capacity) {
   return kHeaderSize + capacity + kTrailerReserve;
-}
-
-// An address that the heap may have given out.
-inline bool is_heap_pointer(const void* pointer) {
-  return pointer && reinterpret_cast<std::uintptr_t>(pointer) % 4 == 0;
 }
 
 struct TpErrorDomain {

@@ -25,8 +25,8 @@ void init_header(MsgHeader* header) {
   header->type = payload::kHeaderOnly;
 }
 
-HeapPtr<MsgHeader> new_header(int msgtype, int result) {
-  HeapPtr<MsgHeader> message = heap_alloc<MsgHeader>(kHeaderOnlyBlock);
+Message new_header(int msgtype, int result) {
+  Message message = heap_alloc<MsgHeader>(kHeaderOnlyBlock);
   if (!message) {
     log_record(SystemError::Omit, 2, "COM0001", "0001 memory allocation error : size = %d", int{kHeaderSize});
     return nullptr;

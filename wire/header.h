@@ -49,11 +49,14 @@ inline std::int32_t trailer_length(const MsgHeader* header) {
 inline char* payload_of(MsgHeader* header) { return reinterpret_cast<char*>(header + 1); }
 inline const char* payload_of(const MsgHeader* header) { return reinterpret_cast<const char*>(header + 1); }
 
+// A message in one block of the heap, header and payload.
+using Message = HeapPtr<MsgHeader>;
+
 // Fills a header: zero, but for the magic number and the header-only type.
 void init_header(MsgHeader* header);
 
 // A new header-only message with that type and result. Null when memory is short, after a log record.
-HeapPtr<MsgHeader> new_header(int msgtype, int result);
+Message new_header(int msgtype, int result);
 
 // Converts a header between host order and network order; the same operation both ways. src and dst may be the same
 // area, else the service name arrives with at most 31 characters and a terminator.

@@ -139,6 +139,45 @@ int _get_host_nw_stsize(const char *name, int *host_size, int *network_size);
 
 /* ---- Gateway link ------------------------------------------------------------------------------------------------- */
 
+/* 1 while the link is open; xa_open and xa_close set these six. */
+extern int32_t _xa_opensw;
+
+/* The resource manager id that the link was opened under; -1 when closed. */
+extern int32_t _rmid;
+
+/* The socket to the gateway; 0 before the first open, -1 after a close. */
+extern int32_t _gwfd;
+
+/* From the open string: seconds that each synchronous XA call waits for its reply (0: it must be there already), the
+ * debug level (which nothing consults), the gateway's host and port. Timeout and level outlive a reopen that does not
+ * name them. */
+extern int32_t _timeout;
+extern int32_t _dbg_lvl;
+extern char vesk_hostaddr[256];
+extern int32_t vesk_hostport;
+
+/* The transaction that service calls belong to, as the gateway named it in its reply to the last synchronous xa_start.
+ */
+extern int32_t txid[3];
+
+/* Seconds that tpgetrply, and tpacall under TPACKWAIT, wait for the reply that answers the call. 0, the initial value:
+ * they take the next message on the link, whatever it is, and wait for it without limit. For the host to set. */
+extern int32_t _bc_timeout;
+
+/* An outstanding tpacall. */
+struct vesk_acall_slot {
+  int32_t cd;             /* its descriptor; -1 marks a free slot */
+  uint32_t flags;         /* the flags of the call */
+  vesk_msg_header *reply; /* a reply that came before it was asked for, owned by the slot; or null */
+};
+
+/* The table of outstanding calls, 16 slots once the link was opened, null before; how many are in use; and the last
+ * descriptor handed out. To look at, not to change. */
+extern struct vesk_acall_slot *_acall;
+extern int32_t _acall_size;
+extern int32_t _active_tpacall_count;
+extern int32_t _cur_acall_cd;
+
 /* ---- Payload encoding --------------------------------------------------------------------------------------------- */
 
 /* Payloads of type 1 (struct) and 2 (field buffer) travel converted, numbers big-endian; 11 and 12 are the same behind

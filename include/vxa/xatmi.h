@@ -85,6 +85,56 @@ const char *tpstrerror(int error);
 
 /* ---- Service calls (over the link that xa_open made, inside the transaction that xa_start named) ----------------- */
 
+/* Calls a service and waits for its reply, without limit.
+ *
+ * svc: the service's name, at most 31 characters count. idata: a typed buffer, or null for a request without data; it
+ *   stays the caller's and its data is not changed, but its hidden header is. ilen: bytes to send of a CARRAY; of a
+ *   STRING the string and its terminator are sent when ilen is at most its length, else ilen bytes; of a struct one,
+ *   or as many whole ones as ilen holds; otherwise ignored. odata: the address of a pointer to a typed buffer, which
+ *   the reply replaces: the old buffer is released and the pointer set to the new one. It may be the input buffer.
+ *   olen: receives the reply's bytes. flags: TPNOBLOCK, TPSIGRSTRT, TPNOTRAN, TPNOTIME, TPNOCHANGE; the gateway sees
+ *   them, the call itself takes no notice.
+ * Returns 1 when the service succeeded; tpurcode is its return code.
+ *   -3 when the request could not be sent (tperrno 0), no reply could be read (tperrno 0), or the reply reports a
+ *   failure: its data, length and tpurcode are then delivered all the same, and tperrno is its error number, TPESYSTEM
+ *   when it has none.
+ *   -5 when the link is closed, an output argument is null or a flag is none of these (tperrno unchanged), or the input
+ *   is refused: TPEINVAL (null svc, negative length or one beyond the buffer), TPEITYPE, TPESYSTEM (no memory).
+ *   -6 when *odata is no typed buffer (tperrno unchanged).
+ *
+ * The next message on the link is taken as the reply. Collect the replies of outstanding tpacalls first.
+ */
+int tpcall(const char *svc, char *idata, long ilen, char **odata, long *olen, long flags);
+
+/* Calls a service without waiting for its reply, which tpgetrply collects.
+ *
+ * svc, idata, ilen: as for tpcall. flags: TPNOBLOCK, TPSIGRSTRT, TPNOTIME, TPNOTRAN; TPNOREPLY: there will be no reply;
+ *   TPACKWAIT: wait until the gateway has acknowledged the request, see _bc_timeout in vxa_host.h; 0x400, which only
+ *   the gateway reads.
+ * Returns the call's descriptor, 1 or more, or 0 under TPNOREPLY. -1 on failure, tperrno: TPEINVAL (null svc, length,
+ *   flags), TPEITYPE, TPELIMIT (16 calls are outstanding, or the link was never opened), TPESYSTEM (no memory, or the
+ *   acknowledgement is none), TPETIME (no acknowledgement in time), the error number of the acknowledgement, or 0 when
+ *   the link failed.
+ */
+int tpacall(const char *svc, char *idata, long ilen, long flags);
+
+/* Collects the reply of a tpacall.
+ *
+ * cd: the address of the call's descriptor; under TPGETANY it receives the descriptor of the call that was answered.
+ *   odata: the address of a pointer to a typed buffer, which receives the reply: a reply that fits may be copied into
+ *   it, any other takes its place as in tpcall. olen: receives the reply's bytes. flags: TPGETANY: any call's reply;
+ *   TPNOCHANGE: refuse a reply of another type or subtype than the output buffer's, looked at where the reply is
+ *   matched or was kept; TPNOBLOCK, TPNOTIME: no limit to the wait; TPSIGRSTRT: no effect.
+ * A reply that arrived earlier is handed out at once. Otherwise the call waits for it _bc_timeout seconds (vxa_host.h)
+ *   when that is positive and neither TPNOBLOCK nor TPNOTIME is given; else it waits without limit and takes the next
+ *   message on the link, whatever call it answers.
+ * Returns 1, the descriptor being free. -1 on failure, tperrno: TPEINVAL (flags, null arguments), TPEBADDESC (no such
+ *   call, or none outstanding), TPEOTYPE (*odata is no typed buffer; TPNOCHANGE), TPETIME, TPESYSTEM, or 0 when the
+ *   link failed. A reply that reports a failure is delivered like any other, its descriptor is free, and tperrno is its
+ *   error number, TPESYSTEM when it has none.
+ */
+int tpgetrply(int *cd, char **odata, long *olen, long flags);
+
 VXA_END_DECLS
 
 #endif

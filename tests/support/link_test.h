@@ -1,0 +1,65 @@
+// A test with an open link: the library on one end, a scripted gateway on the other.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdio>
+#include <memory>
+
+#include "tests/support/host.h"
+#include "tests/support/peer.h"
+#include "vxa/vxa_host.h"
+#include "vxa/xa.h"
+#include "vxa/xatmi.h"
+#include "xa/vxaio.h"
+
+namespace peer {
+
+inline constexpr int kRmid = 7;
+
+// Console output of what runs while the object lives. What nobody takes is shown when the test fails, along with the
+// failures that were reported meanwhile.
+class Console {
+ public:
+  Console() { testing::internal::CaptureStdout(); }
+  ~Console() {
+    if (taken_) return;
+    const std::string rest = testing::internal::GetCapturedStdout();
+    if (testing::Test::HasFailure()) std::fputs(rest.c_str(), stdout);
+  }
+  std::string text() {
+    taken_ = true;
+    return testing::internal::GetCapturedStdout();
+  }
+
+ private:
+  bool taken_ = false;
+};
+
+class LinkTest : public testing::Test {
+ protected:
+  LinkTest() {
+    std::signal(SIGPIPE, SIG_IGN);
+    open("+timeout=5");
+  }
+  ~LinkTest() override {
+    vesk_xa_close(nullptr, 0, 0);
+    _bc_timeout = 0;
+  }
+
+  void open(const char* options) {
+    vesk_xa_close(nullptr, 0, 0);
+    std::string info = gateway.open_string(options);
+    EXPECT_EQ(vesk_xa_open(info.data(), kRmid, 0), XA_OK);
+    gateway.accept();
+    _seqno = 0;
+    _cur_acall_cd = 0;
+  }
+
+  Gateway gateway;
+  Console console;
+};
+
+}  // namespace peer

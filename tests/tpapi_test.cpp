@@ -1,0 +1,525 @@
+// Service calls: request images, input checks, replies of every kind, descriptors, parking and waiting.
+#include "xa/tpapi.h"
+
+#include <cstring>
+
+#include "tests/support/link_test.h"
+#include "xa/etc.h"
+#include "xa/match.h"
+
+namespace {
+
+using host::LogRecord;
+using peer::LinkTest;
+using peer::Wire;
+using testing::ElementsAre;
+
+struct Buffer {
+  explicit Buffer(const char* type = "STRING", const char* text = "") : data(tpalloc(type, nullptr, 0)) {
+    std::strcpy(data, text);
+  }
+  Buffer(const Buffer&) = delete;
+  ~Buffer() { tpfree(data); }
+  vesk_msg_header* header() const { return reinterpret_cast<vesk_msg_header*>(data - 136); }
+  std::string type() const {
+    char name[8];
+    return tptypes(data, name, nullptr) < 0 ? "" : name;
+  }
+  char* data;
+  long length = -1;
+};
+
+struct ServiceTest : LinkTest {
+  int call(Buffer& out, char* input = nullptr, long length = 0, long flags = 0) {
+    return tpcall("SVC", input, length, &out.data, &out.length, flags);
+  }
+  int collect(int& cd, Buffer& out, long flags = 0) { return tpgetrply(&cd, &out.data, &out.length, flags); }
+  Wire answer(std::uint32_t cd, const char* text) {
+    return Wire{.type = 3, .size = 1024, .msgtype = 1004, .cd = cd, .payload = text};
+  }
+};
+
+TEST_F(ServiceTest, CallSendsTheBufferAndDeliversTheReply) {
+  txid[0] = 0x0a0b0c0d;
+  txid[1] = txid[2] = 1;
+  Buffer in{"STRING", "abc"};
+  in.header()->reqctl = 0x02000000;
+  Buffer out{"CARRAY"};
+  gateway.send(Wire{.type = 3, .size = 1024, .msgtype = 1003, .result = 0xfffffffe, .payload = "reply"});
+  EXPECT_EQ(tpcall("A_SERVICE_WITH_32_CHARACTERS_...", in.data, 0, &out.data, &out.length, TPNOTRAN), 1);
+  EXPECT_EQ(gateway.message(),
+            host::bytes("90 35 20 82  00 00 00 01  00 00 00 03  00 00 04 00"  // magic, seqno, type, size
+                        "00 00 00 03  00 00 00 00  00 00 00 00  00 00 00 00"  // msgtype
+                        "00 00 00 00  00 00 00 00  0a 0b 0c 0d  00 00 00 01"  // txid
+                        "00 00 00 01") +                                      //
+                std::string(16, '\0') +
+                "A_SERVICE_WITH_32_CHARACTERS_.." +                               // subtype, svcname
+                host::bytes("00"                                                  //
+                            "00 00 00 04  0a 00 00 08  00 00 00 00  00 00 00 00"  // datalen, flags, cd
+                            "10 00 00 00  00 00 00 00  00 00 00 00  00 00 00 00"  // reqctl
+                            "00 00 00 00  61 62 63 00"));
+  EXPECT_TRUE(gateway.quiet());
+  EXPECT_STREQ(in.data, "abc");
+  EXPECT_EQ(in.type(), "STRING");
+  EXPECT_EQ(out.type(), "STRING");
+  EXPECT_STREQ(out.data, "reply");
+  EXPECT_EQ(out.length, 5);
+  EXPECT_EQ(tpurcode, -2);
+  EXPECT_EQ(tperrno, 0);
+  EXPECT_EQ(_seqno, 2) << "a call takes two numbers";
+}
+
+TEST_F(ServiceTest, CallWithoutInputSendsAHeader) {
+  Buffer out;
+  gateway.send(Wire{.msgtype = 1003});
+  txid[0] = txid[1] = txid[2] = 0;
+  EXPECT_EQ(call(out), 1);
+  EXPECT_EQ(gateway.message(),
+            (Wire{.seqno = 1, .msgtype = 3, .svcname = "SVC", .flags = 0x0A000000, .reqctl = 0x10000000}).bytes());
+  EXPECT_EQ(out.type(), "HEADER");
+  EXPECT_EQ(out.length, 0);
+}
+
+TEST_F(ServiceTest, CallRefusesBeforeItTouchesAnything) {
+  Buffer out;
+  char* null = nullptr;
+  char plain[200] = {};
+  char* no_buffer = plain + 136;
+  char* misaligned = out.data + 1;
+  tperrno = 99;
+  EXPECT_EQ(tpcall("S", nullptr, 0, nullptr, &out.length, 0), -5);
+  EXPECT_EQ(tpcall("S", nullptr, 0, &null, &out.length, 0), -5);
+  EXPECT_EQ(tpcall("S", nullptr, 0, &out.data, nullptr, 0), -5);
+  for (const long flag : {0x4L, 0x10L, 0x40L, 0x80L, 0x200L, 0x400L, 0x100000000L})
+    EXPECT_EQ(call(out, nullptr, 0, flag), -5) << flag;
+  EXPECT_EQ(tpcall("S", nullptr, 0, &no_buffer, &out.length, 0), -6);
+  EXPECT_EQ(tpcall("S", nullptr, 0, &misaligned, &out.length, 0), -6);
+  vesk_xa_close(nullptr, 0, 0);
+  EXPECT_EQ(call(out), -5);
+  EXPECT_EQ(tperrno, 99) << "the first checks leave it alone";
+  open("");
+  EXPECT_EQ(tpcall(nullptr, nullptr, 0, &out.data, &out.length, 0), -5);
+  EXPECT_EQ(tperrno, TPEINVAL);
+  EXPECT_EQ(call(out, no_buffer), -5);
+  EXPECT_EQ(tperrno, TPEITYPE);
+  EXPECT_TRUE(gateway.quiet());
+}
+
+TEST_F(ServiceTest, InputLengthGoesByType) {
+  vesk_sdl_struct row{};
+  std::strcpy(row.name, "forty");
+  row.host_size = 40;
+  row.network_size = 40;
+  _sdl_table = &row;
+  _sdl_table_size = 1;
+  const Buffer text{"STRING", "abc"};
+  const Buffer start{"TPSTART"};
+  const Buffer header{"HEADER"};
+  Buffer field{"FIELD"};
+  field.data[0] = static_cast<char>(0xb8);
+  const Buffer bytes{"CARRAY"};
+  char* structs = tpalloc("STRUCT", "forty", 0);
+  struct Case {
+    const char* data;
+    long given;
+    int sent;
+    int error;
+  } cases[] = {{nullptr, 100, 0, 0},
+               {text.data, 0, 4, 0},
+               {text.data, -9, 4, 0},
+               {text.data, 3, 4, 0},
+               {text.data, 4, 4, 0},
+               {text.data, 10, 10, 0},
+               {text.data, 1024, 1024, 0},
+               {text.data, 1025, -1, TPEINVAL},
+               {text.data, 0x100000004, -1, TPEINVAL},
+               {bytes.data, 0, 0, 0},
+               {bytes.data, 1024, 1024, 0},
+               {bytes.data, 1025, -1, TPEINVAL},
+               {bytes.data, -1, -1, TPEINVAL},
+               {structs, -5, 40, 0},
+               {structs, 10, 40, 0},
+               {structs, 79, 40, 0},
+               {structs, 100, 80, 0},
+               {structs, 1039, 1000, 0},
+               {structs, 1040, -1, TPEINVAL},
+               {field.data, 500, 8, 0},
+               {start.data, 0, 76, 0},
+               {header.data, 50, 0, 0}};
+  for (const Case& c : cases) {
+    tperrno = 0;
+    EXPECT_EQ(_data_itype_check(c.data, c.given, 0), c.sent) << c.given;
+    EXPECT_EQ(tperrno, c.error) << c.given;
+  }
+  std::memset(text.data, 'x', 1024);
+  EXPECT_EQ(_data_itype_check(text.data, 0, 0), -1) << "a string without an end does not fit";
+  std::memset(field.data + 4, 0xff, 4);
+  EXPECT_EQ(_data_itype_check(field.data, 0, 0), -1);
+  EXPECT_EQ(tperrno, TPEINVAL);
+  row.host_size = 0;
+  EXPECT_EQ(_data_itype_check(structs, 0, 0), -1);
+  EXPECT_EQ(tperrno, TPEITYPE);
+  _sdl_table_size = 0;
+  EXPECT_EQ(_data_itype_check(structs, 0, 0), -1);
+  bytes.header()->type = 11;
+  EXPECT_EQ(_data_itype_check(bytes.data, 0, 0), -1);
+  EXPECT_EQ(tperrno, TPEITYPE);
+  tpfree(structs);
+  _sdl_table = nullptr;
+}
+
+TEST_F(ServiceTest, FailedRepliesAreDelivered) {
+  struct Case {
+    std::uint32_t msgtype;
+    std::uint32_t flags;
+    int error;
+  } cases[] = {{2003, TPESVCFAIL, TPESVCFAIL}, {2003, 0, TPESYSTEM}, {3003, 0, TPESYSTEM}, {1003, 77, 77},
+               {1150, 0, TPESYSTEM},           {1004, 0, TPESYSTEM}};
+  for (const Case& c : cases) {
+    Buffer out;
+    gateway.send(Wire{.type = 3, .msgtype = c.msgtype, .result = 5, .flags = c.flags, .payload = "why"});
+    EXPECT_EQ(call(out), -3);
+    EXPECT_EQ(tperrno, c.error) << c.msgtype;
+    EXPECT_EQ(tpurcode, 5);
+    EXPECT_EQ(out.length, 3);
+    EXPECT_STREQ(out.data, "why");
+  }
+}
+
+TEST_F(ServiceTest, CallThatFailsKeepsTheOutputBuffer) {
+  Buffer out{"CARRAY", "mine"};
+  gateway.finish();
+  EXPECT_EQ(call(out), -3);
+  EXPECT_EQ(tperrno, 0);
+  EXPECT_EQ(out.length, -1);
+  EXPECT_EQ(out.type(), "CARRAY");
+  EXPECT_STREQ(out.data, "mine");
+  EXPECT_EQ(tptypes(out.data, nullptr, nullptr), 1024);
+}
+
+TEST_F(ServiceTest, InputMayBeTheOutput) {
+  Buffer both{"STRING", "ping"};
+  gateway.send(Wire{.type = 3, .size = 10, .msgtype = 1003, .payload = "pong"});
+  EXPECT_EQ(call(both, both.data), 1);
+  EXPECT_STREQ(both.data, "pong");
+}
+
+// What has no mark could never be released again.
+TEST_F(ServiceTest, ReplyBecomesATypedBufferWhateverItsMark) {
+  Buffer out;
+  gateway.send(Wire{.magic = 0, .type = 4, .size = 0, .msgtype = 1003, .payload = "1234"});
+  EXPECT_EQ(call(out), 1);
+  EXPECT_EQ(out.type(), "CARRAY");
+}
+
+TEST_F(ServiceTest, DescriptorsRunOnAndSlotsWrap) {
+  Buffer out;
+  for (int cd = 1; cd <= 16; ++cd) {
+    EXPECT_EQ(tpacall("S", nullptr, 0, 0), cd);
+    EXPECT_EQ(_get_acall_cd_ind(cd, 0), cd % 16);
+  }
+  EXPECT_EQ(tpacall("S", nullptr, 0, 0), -1);
+  EXPECT_EQ(tperrno, TPELIMIT);
+  EXPECT_EQ(_active_tpacall_count, 16);
+  EXPECT_EQ(_get_acall_cd_ind(-1, 0), -1);
+  EXPECT_EQ(_get_acall_cd_ind(17, 0), -1);
+  gateway.send(answer(5, "five"));
+  int cd = 5;
+  EXPECT_EQ(collect(cd, out), 1);
+  EXPECT_EQ(tpacall("S", nullptr, 0, 0), 18) << "the refused call took a number";
+  EXPECT_EQ(_get_acall_cd_ind(18, 0), 5) << "the first free slot from 18 mod 16 on";
+  _make_acall_cd_invalid(2);
+  _cur_acall_cd = 0x7fffffff;
+  EXPECT_EQ(tpacall("S", nullptr, 0, 0), 1) << "numbers begin again after the largest";
+  EXPECT_EQ(_init_acall(0, 0, 0), -1);
+  EXPECT_EQ(_acall, nullptr);
+  EXPECT_EQ(_active_tpacall_count, 0);
+  EXPECT_EQ(tpacall("S", nullptr, 0, 0), -1);
+  EXPECT_EQ(tperrno, TPELIMIT);
+}
+
+TEST_F(ServiceTest, AsynchronousRequestCarriesItsDescriptor) {
+  txid[0] = txid[1] = txid[2] = 0;
+  Buffer in{"STRING", "abc"};
+  in.header()->reserved32 = 9;
+  EXPECT_EQ(tpacall("SVC", in.data, 0, TPNOTIME | 0x400), 1);
+  Wire request{.seqno = 1,
+               .type = 3,
+               .size = 1024,
+               .msgtype = 4,
+               .svcname = "SVC",
+               .flags = 0x0A000420,
+               .cd = 1,
+               .reqctl = 0x10000000,
+               .payload = std::string("abc\0", 4)};
+  EXPECT_EQ(gateway.message(), request.bytes());
+  EXPECT_EQ(tpacall("SVC", in.data, 0, TPNOREPLY), 0);
+  request.seqno = 3;
+  request.flags = 0x0A000004;
+  request.cd = 0;
+  EXPECT_EQ(gateway.message(), request.bytes());
+  EXPECT_EQ(_active_tpacall_count, 1);
+  for (const long flag : {0x10L, 0x80L, 0x100L, 0x800L, 0x100000000L}) {
+    EXPECT_EQ(tpacall("SVC", in.data, 0, flag), -1);
+    EXPECT_EQ(tperrno, TPEINVAL);
+  }
+  gateway.reset();
+  EXPECT_EQ(tpacall("SVC", in.data, 0, 0), -1);
+  EXPECT_EQ(tpacall("SVC", in.data, 0, TPNOREPLY), -1);
+  EXPECT_EQ(tperrno, 0);
+  EXPECT_EQ(_active_tpacall_count, 1);
+}
+
+TEST_F(ServiceTest, AcknowledgementIsTheNextMessage) {
+  gateway.send(Wire{.msgtype = 1028});
+  EXPECT_EQ(tpacall("S", nullptr, 0, TPACKWAIT), 1);
+  struct Case {
+    std::uint32_t msgtype;
+    std::uint32_t flags;
+    int error;
+  } cases[] = {{2028, 0, TPESYSTEM}, {1028, 6, 6}, {1004, 0, TPESYSTEM}};
+  for (const Case& c : cases) {
+    gateway.send(Wire{.size = 500, .msgtype = c.msgtype, .flags = c.flags});
+    EXPECT_EQ(tpacall("S", nullptr, 0, TPACKWAIT), -1);
+    EXPECT_EQ(tperrno, c.error);
+    EXPECT_EQ(_active_tpacall_count, 1);
+  }
+  gateway.send(Wire{.msgtype = 2028});
+  EXPECT_EQ(tpacall("S", nullptr, 0, TPACKWAIT | TPNOREPLY), -1);
+  EXPECT_EQ(_active_tpacall_count, 1) << "without a descriptor there is no slot to free";
+  gateway.finish();
+  EXPECT_EQ(tpacall("S", nullptr, 0, TPACKWAIT), -1);
+  EXPECT_EQ(tperrno, 0);
+  EXPECT_EQ(_active_tpacall_count, 1);
+}
+
+TEST_F(ServiceTest, TimedAcknowledgementIsMatched) {
+  _bc_timeout = 1;
+  // The counter's value after the request, which carries 1, is 2.
+  gateway.send(Wire{.seqno = 1, .msgtype = 1028});
+  gateway.send(answer(1, "early reply"));
+  gateway.send(Wire{.seqno = 2, .msgtype = 1028});
+  EXPECT_EQ(tpacall("S", nullptr, 0, TPACKWAIT), 1);
+  Buffer out;
+  int cd = 1;
+  EXPECT_EQ(collect(cd, out), 1);
+  EXPECT_STREQ(out.data, "early reply");
+
+  gateway.send(answer(2, "early reply of a call that fails"));
+  EXPECT_EQ(tpacall("S", nullptr, 0, TPACKWAIT), -1);
+  EXPECT_EQ(tperrno, TPETIME);
+  EXPECT_EQ(_active_tpacall_count, 0);
+  EXPECT_EQ(_get_acall_ind_from_ready(), -1);
+}
+
+TEST_F(ServiceTest, CollectRefusesBadArguments) {
+  Buffer out;
+  int cd = 1;
+  char plain[200] = {};
+  char* no_buffer = plain + 136;
+  for (const long flag : {0x4L, 0x8L, 0x10L, 0x200L, 0x400L, 0x100000000L}) {
+    tperrno = 0;
+    EXPECT_EQ(collect(cd, out, flag), -1);
+    EXPECT_EQ(tperrno, TPEINVAL) << flag;
+  }
+  EXPECT_EQ(tpgetrply(nullptr, &out.data, &out.length, 0), -1);
+  EXPECT_EQ(tpgetrply(&cd, nullptr, &out.length, 0), -1);
+  EXPECT_EQ(tpgetrply(&cd, &out.data, nullptr, 0), -1);
+  EXPECT_EQ(tperrno, TPEINVAL);
+  EXPECT_EQ(collect(cd, out, TPGETANY), -1) << "nothing is outstanding";
+  EXPECT_EQ(tperrno, TPEBADDESC);
+  EXPECT_EQ(tpacall("S", nullptr, 0, 0), 1);
+  cd = 2;
+  EXPECT_EQ(collect(cd, out), -1);
+  EXPECT_EQ(tperrno, TPEBADDESC);
+  cd = 1;
+  EXPECT_EQ(tpgetrply(&cd, &no_buffer, &out.length, 0), -1);
+  EXPECT_EQ(tperrno, TPEOTYPE);
+  EXPECT_EQ(_active_tpacall_count, 1);
+}
+
+TEST_F(ServiceTest, RepliesOutOfOrderAreParked) {
+  _bc_timeout = 5;
+  Buffer out;
+  for (int cd = 1; cd <= 5; ++cd) tpacall("S", nullptr, 0, 0);
+  gateway.send(Wire{.seqno = 9, .msgtype = 3003});  // a late reply of a tpcall
+  gateway.send(Wire{.msgtype = 1026});
+  gateway.send(Wire{.msgtype = 2028});
+  gateway.send(answer(44, "nobody's"));
+  gateway.send(answer(5, "replaced"));
+  gateway.send(answer(5, "five"));
+  gateway.send(answer(2, "two"));
+  gateway.send(answer(3, "three"));
+  char* const mine = out.data;
+  int cd = 3;
+  host::take_log();
+  EXPECT_EQ(collect(cd, out), 1);
+  EXPECT_THAT(
+      host::take_log(),
+      ElementsAre(LogRecord{0, 2, "CSC5708", "2008 tpcall reply arrived after timeout. Msg discarded : 3003 9"}));
+  EXPECT_EQ(out.data, mine) << "a reply that fits is copied into the buffer";
+  EXPECT_EQ(std::string(out.data, 5), "three");
+  EXPECT_EQ(_get_acall_ind_from_ready(), 2);
+
+  gateway.finish();  // the parked ones need no link
+  cd = 1;
+  EXPECT_EQ(collect(cd, out, TPGETANY), 1);
+  EXPECT_EQ(cd, 2);
+  EXPECT_STREQ(out.data, "two");
+  cd = 5;
+  EXPECT_EQ(collect(cd, out, TPGETANY), 1);
+  EXPECT_STREQ(out.data, "five");
+  EXPECT_EQ(_active_tpacall_count, 2);
+  EXPECT_EQ(tpacall("S", nullptr, 0, 0), 6);
+}
+
+TEST_F(ServiceTest, UntimedCollectTakesWhatComes) {
+  Buffer out{"CARRAY"};
+  tpacall("S", nullptr, 0, 0);
+  tpacall("S", nullptr, 0, 0);
+  int cd = 1;
+  gateway.send(answer(2, "two"));
+  EXPECT_EQ(collect(cd, out, TPGETANY), 1);
+  EXPECT_EQ(cd, 2);
+  EXPECT_EQ(_get_acall_cd_ind(2, 0), -1);
+  cd = 1;
+  _bc_timeout = 5;
+  gateway.send(Wire{.type = 4, .size = 7, .msgtype = 1003, .flags = TPESVCERR, .cd = 99, .payload = "odd"});
+  EXPECT_EQ(collect(cd, out, TPNOTIME | TPNOCHANGE), -1) << "unmatched, its type is not looked at";
+  EXPECT_EQ(tperrno, TPESVCERR);
+  EXPECT_EQ(out.type(), "CARRAY");
+  EXPECT_EQ(_active_tpacall_count, 0) << "a failed reply ends the call too";
+  EXPECT_EQ(cd, 1);
+}
+
+TEST_F(ServiceTest, TimedCollectEndsOnStrangersAndTime) {
+  Buffer out;
+  _bc_timeout = 1;
+  int cd = tpacall("S", nullptr, 0, 0);
+  host::take_log();
+  gateway.send(Wire{.msgtype = 1150});
+  EXPECT_EQ(collect(cd, out), -1);
+  EXPECT_EQ(tperrno, TPESYSTEM);
+  EXPECT_THAT(host::take_log(),
+              ElementsAre(LogRecord{0, 2, "CSC5713", "0209 internal error : unknown message type :1150"}));
+  EXPECT_EQ(collect(cd, out), -1);
+  EXPECT_EQ(tperrno, TPETIME);
+  gateway.finish();
+  EXPECT_EQ(collect(cd, out), -1);
+  EXPECT_EQ(tperrno, 0);
+  EXPECT_EQ(_active_tpacall_count, 1);
+  EXPECT_EQ(out.type(), "STRING");
+  vesk_xa_close(nullptr, 0, 0);
+  EXPECT_EQ(collect(cd, out), -1);
+  EXPECT_EQ(tperrno, TPESYSTEM) << "no socket to wait on";
+}
+
+// A reply is copied only where both its capacity and its payload fit; the buffer keeps its capacity.
+TEST_F(ServiceTest, RefillsOrReplacesTheOutputBuffer) {
+  struct Case {
+    std::uint32_t size;
+    std::size_t payload;
+    bool refilled;
+  } cases[] = {{1024, 1024, true}, {0, 1, true}, {1025, 3, false}, {4, 1025, false}, {0x100000, 5000, false}};
+  _bc_timeout = 5;
+  for (const Case& c : cases) {
+    Buffer out;
+    out.header()->reqctl = 0;
+    char* const before = out.data;
+    int cd = tpacall("S", nullptr, 0, 0);
+    Wire reply = answer(static_cast<std::uint32_t>(cd), "");
+    reply.magic = 1;
+    reply.size = c.size;
+    reply.reqctl = 0x02000000;
+    reply.payload.assign(c.payload, 'r');
+    gateway.send(reply);
+    EXPECT_EQ(collect(cd, out, TPNOCHANGE), 1);
+    EXPECT_EQ(out.data == before, c.refilled) << c.size;
+    EXPECT_EQ(out.length, static_cast<long>(c.payload));
+    EXPECT_EQ(std::string(out.data, c.payload), std::string(c.payload, 'r'));
+    EXPECT_EQ(out.header()->size, c.refilled ? 1024 : static_cast<int>(c.size));
+    EXPECT_EQ(out.header()->reqctl, c.refilled ? 0 : 0x02000000) << "the sender knows of its own reserve alone";
+  }
+}
+
+TEST_F(ServiceTest, NoChangeHoldsTypeAndSubtype) {
+  _bc_timeout = 5;
+  Buffer out;
+  int cd = tpacall("S", nullptr, 0, 0);
+  Wire reply = answer(1, "text");
+  reply.type = 4;
+  gateway.send(reply);
+  EXPECT_EQ(collect(cd, out, TPNOCHANGE), -1);
+  EXPECT_EQ(tperrno, TPEOTYPE);
+  reply.type = 3;
+  reply.subtype = "sub";
+  gateway.send(reply);
+  EXPECT_EQ(collect(cd, out, TPNOCHANGE), -1);
+  EXPECT_EQ(out.type(), "STRING");
+
+  // A parked reply stays parked when it is refused, and is made as large as the buffer that it replaces.
+  Buffer large{"STRING"};
+  large.data = tprealloc(large.data, 5000);
+  const int other = tpacall("S", nullptr, 0, 0);
+  reply.size = 2;
+  reply.payload = std::string(3000, 'p');
+  gateway.send(reply);
+  gateway.send(answer(static_cast<std::uint32_t>(other), "other"));
+  int wanted = other;
+  EXPECT_EQ(collect(wanted, out), 1);
+  EXPECT_EQ(collect(cd, large, TPNOCHANGE), -1);
+  EXPECT_EQ(tperrno, TPEOTYPE);
+  EXPECT_EQ(collect(cd, large), 1);
+  EXPECT_EQ(large.header()->size, 5000);
+  EXPECT_EQ(large.length, 3000);
+  std::memset(large.data + 3000, 'y', 2000 + 64);
+}
+
+// A parked reply whose payload exceeds the capacity that it is given keeps its payload.
+TEST_F(ServiceTest, ParkedReplyNeverShrinksBelowItsPayload) {
+  vesk_msg_header* reply = _header_msg_make(1004, 0);
+  reply = static_cast<vesk_msg_header*>(std::realloc(reply, 136 + 4000));
+  reply->datalen = 4000;
+  std::memset(reply + 1, 'p', 4000);
+  vesk_msg_header description{};
+  description.size = 100;
+  EXPECT_EQ(_data_otype_check2(&reply, &description), 1);
+  EXPECT_EQ(reply->size, 100);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(reply + 1), 4000), std::string(4000, 'p'));
+  std::free(reply);
+}
+
+TEST_F(ServiceTest, MatchingFollowsTheKindOfRequest) {
+  tpacall("S", nullptr, 0, 0);
+  struct Case {
+    std::uint32_t request, flags, reply, cd, seqno;
+    int matched;
+  } cases[] = {{3, 0, 1003, 9, 7, 1},        {3, 0, 2003, 9, 7, 1},    {3, 0, 3003, 9, 7, 1},    {3, 0, 1003, 9, 8, 0},
+               {3, 0, 4003, 9, 7, 0},        {28, 0, 1028, 9, 7, 1},   {28, 0, 1028, 9, 8, 0},   {4, 0, 1004, 1, 8, 1},
+               {4, 0, 1004, 2, 7, 0},        {4, 0x80, 1004, 1, 8, 1}, {4, 0x80, 1004, 2, 8, 0}, {5, 0, 1005, 9, 9, 1},
+               {0x7fffffff, 0, 999, 0, 7, 0}};
+  for (const Case& c : cases) {
+    vesk_msg_header description{};
+    description.msgtype = static_cast<std::int32_t>(c.request);
+    description.flags = c.flags;
+    description.seqno = 7;
+    description.cd = c.flags ? 2 : 1;
+    vesk_msg_header message{};
+    message.msgtype = static_cast<std::int32_t>(c.reply);
+    message.cd = static_cast<std::int32_t>(c.cd);
+    message.seqno = static_cast<std::int32_t>(c.seqno);
+    EXPECT_EQ(_is_msgtype_matched(&description, &message), c.matched) << c.request << " " << c.reply << " " << c.cd;
+  }
+}
+
+TEST_F(ServiceTest, WaitWithoutADescriptionTakesAnything) {
+  gateway.send(Wire{.msgtype = 77});
+  vesk_msg_header* message = _recv_from_xagw2(nullptr, 0, 0x200);
+  ASSERT_NE(message, nullptr);
+  EXPECT_EQ(message->msgtype, 77);
+  std::free(message);
+  EXPECT_EQ(_recv_from_xagw2(nullptr, -5, 0x200), nullptr) << "a time below 0 polls once";
+  EXPECT_EQ(tperrno, TPETIME);
+}
+
+}  // namespace

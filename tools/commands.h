@@ -13,5 +13,6 @@ namespace vxa::tools {
 void add_commands(CLI::App& vxa);
 
 void add_fdl(CLI::App& vxa);
+void add_trace(CLI::App& vxa);
 
 }  // namespace vxa::tools

@@ -254,6 +254,16 @@ TEST(Get, LeavesTheRestAsTheOccurrences) {
   EXPECT_EQ(int_at(buf, kInt | kFetched, 1), 3);
 }
 
+TEST(Get, RenumbersTheMarkedRecords) {
+  Buffer buf;
+  buf.put(kInt, 1).put(kInt, 2);
+  int value = 0, second = 8;
+  EXPECT_EQ(fbgetf(buf, kInt, &value, nullptr, &second), 1);
+  EXPECT_EQ(int_at(buf, kInt | kFetched, 0), 2);
+  EXPECT_EQ(fbget(buf, kInt, &value, nullptr), 1);
+  EXPECT_EQ(int_at(buf, kInt | kFetched, 0), 1);
+}
+
 TEST(Get, CopiesByType) {
   Buffer buf;
   const short s = -2;
@@ -454,6 +464,32 @@ TEST(Search, FilesWhatItFinds) {
   EXPECT_EQ(_find_matching_fldkey(buf, kInt, -1), nullptr);
   fbdelete(buf, kShort, 0);
   EXPECT_EQ(_srch_fcache(buf, kInt, 1000, &occurrence, &offset), -1);
+}
+
+TEST(DamagedBuffer, IsWalkedAsFarAsItsRecordsGo) {
+  const std::string good = bytes("03 00 00 0c 01 00 00 00"), unknown = bytes("05 00 00 24 03 00 00 0c");
+  const struct {
+    std::string records;
+    int used, count;
+  } cases[] = {{unknown + good, 24, 2},                                  // an unknown type takes a slot of 8
+               {good + bytes("08 00 00 20 09 00 00 00") + good, 32, 1},  // a carray beyond the used part
+               {good + bytes("08 00 00 20 f8 ff ff ff") + good, 32, 1},  // and one of 4 GB
+               {good + bytes("07 00 00 1c 78 78 78 78"), 24, 1},         // a string that does not end
+               {good + good, 20, 1},                                     // half a record
+               {good + good, 2000, 128},                                 // more used than there is
+               {good, -1, 0},
+               {good, 0, 0}};
+  for (const auto& [records, used, expected] : cases) {
+    Buffer buf;
+    buf.forge(records, used);
+    EXPECT_EQ(fbfldcount(buf), expected) << used;
+    const int value = 7;
+    EXPECT_EQ(fbput(buf, kInt, &value, 0), used < 8 || used > 1032 ? -1 : 1) << used;
+    EXPECT_EQ(fberror, used < 8 ? FBEBADFB : used > 1032 ? FBENOSPACE : 0);
+    EXPECT_EQ(fbgetlen(buf, key(9, 5), 0), -1);
+    EXPECT_EQ(fberror, records.substr(0, 8) == unknown ? FBEBADFLD : FBENOENT);
+    buf.forge("");
+  }
 }
 
 TEST(NullBuffer, IsRefusedByEveryCall) {

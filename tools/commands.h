@@ -13,6 +13,7 @@ namespace vxa::tools {
 void add_commands(CLI::App& vxa);
 
 void add_fdl(CLI::App& vxa);
+void add_sdl(CLI::App& vxa);
 void add_trace(CLI::App& vxa);
 
 }  // namespace vxa::tools

@@ -9,46 +9,13 @@
 #include <sstream>
 
 #include "fb/fbcommon.h"
+#include "tools/source_columns.h"
 #include "tools/source_error.h"
 #include "vxa/fbuf.h"
 
 namespace vxa::tools {
 
 namespace {
-
-constexpr std::string_view kBlanks = " \t\r\v\f";
-constexpr std::string_view kAbsent = "-";
-constexpr std::string_view kTypes = "char, short, int, long, float, double, string or carray";
-
-struct Column {
-  std::string_view text;  // empty behind the last one
-  int at;                 // from 1
-};
-
-// The columns of a line, one after another.
-class Columns {
- public:
-  explicit Columns(std::string_view line) : line_(line) {}
-
-  Column next() {
-    at_ = std::min(line_.find_first_not_of(kBlanks, at_), line_.size());
-    const std::size_t begin = at_;
-    at_ = std::min(line_.find_first_of(kBlanks, begin), line_.size());
-    return {line_.substr(begin, at_ - begin), static_cast<int>(begin) + 1};
-  }
-
- private:
-  std::string_view line_;
-  std::size_t at_ = 0;
-};
-
-std::string in_quotes(std::string_view text) { return '"' + std::string(text) + '"'; }
-
-std::string found(const Column& column) {
-  if (column.text.empty()) return ", found the end of the line";
-  if (column.text == kAbsent) return ", found \"-\" (an absent column)";
-  return ", found " + in_quotes(column.text);
-}
 
 // A decimal number that a field may have.
 std::optional<std::uint32_t> number_in(std::string_view text) {
@@ -59,23 +26,13 @@ std::optional<std::uint32_t> number_in(std::string_view text) {
   return number;
 }
 
-std::string type_name(int type) { return fbget_strfldtype(fbmake_fldkey(type, 0)); }
-
-std::optional<int> type_in(std::string_view text) {
-  for (int type = FB_CHAR; type <= FB_CARRAY; ++type)
-    if (type_name(type) == text) return type;
-  return std::nullopt;
-}
-
 class Parser {
  public:
   FieldTable parse(std::string_view text) {
-    while (!text.empty()) {
-      const std::size_t end = std::min(text.find('\n'), text.size());
+    for_each_line(text, [this](std::string_view line) {
       ++line_;
-      parse_line(text.substr(0, end));
-      text.remove_prefix(std::min(end + 1, text.size()));
-    }
+      parse_line(line);
+    });
     if (!errors_.empty()) throw SourceErrors{std::move(errors_)};
     return std::move(table_);
   }
@@ -113,15 +70,15 @@ class Parser {
       return fail(number_column, "expected a field number that with the base " + std::to_string(base_) +
                                      " comes to at most 16777215" + found(number_column));
     const Column type_column = columns.next();
-    const auto type = type_in(type_column.text);
-    if (!type) return fail(type_column, "expected a type (" + std::string(kTypes) + ")" + found(type_column));
+    const auto type = field_type_in(type_column.text);
+    if (!type) return fail(type_column, "expected a type (" + std::string(kFieldTypes) + ")" + found(type_column));
 
     Field field{std::string(name.text), *type, static_cast<int>(base_ + *number), line_, name.at};
     if (const auto [at, added] = lines_by_name_.emplace(field.name, line_); !added)
       return fail(name,
                   "expected a new name, found " + in_quotes(field.name) + " of line " + std::to_string(at->second));
     if (const auto [at, added] = lines_by_key_.emplace(field.key(), line_); !added)
-      return fail(number_column, "expected a new number for type " + type_name(field.type) + ", found " +
+      return fail(number_column, "expected a new number for type " + field_type_name(field.type) + ", found " +
                                      std::to_string(field.number) + " of line " + std::to_string(at->second));
     table_.fields.push_back(std::move(field));
   }
@@ -135,11 +92,6 @@ class Parser {
   std::uint32_t base_ = 0;
   int line_ = 0;
 };
-
-bool is_c_identifier(const std::string& name) {
-  const auto in_word = [](char c) { return c == '_' || (std::isalnum(static_cast<unsigned char>(c)) && c > 0); };
-  return std::all_of(name.begin(), name.end(), in_word) && !std::isdigit(static_cast<unsigned char>(name.front()));
-}
 
 void check_identifiers(const std::vector<Field>& fields) {
   std::vector<SourceError> errors;
@@ -158,7 +110,7 @@ FieldTable parse_field_text(std::string_view text) { return Parser{}.parse(text)
 
 // The marks and digits are what other lines and the assignment text of field buffers begin with.
 std::string fault_of_name(std::string_view name) {
-  if (name.empty() || name == kAbsent) return "expected a field name";
+  if (name.empty() || name == kAbsentColumn) return "expected a field name";
   if (name.size() > kLongestFieldName) return "expected a field name of at most 47 characters";
   if (std::string_view("#$*+-=0123456789").find(name.front()) != std::string_view::npos)
     return "expected a field name, which begins with none of # $ * + - = and no digit";
@@ -174,7 +126,7 @@ std::string field_text(const std::vector<Field>& fields) {
   text << "# name, number, type\n" << std::left;
   for (const Field& field : fields)
     text << std::setw(static_cast<int>(width)) << field.name << "  " << std::setw(8) << field.number << "  "
-         << type_name(field.type) << '\n';
+         << field_type_name(field.type) << '\n';
   return text.str();
 }
 
@@ -189,8 +141,8 @@ std::string field_header(const FieldTable& table, const std::string& source) {
   for (std::size_t at = 0; at < table.fields.size(); ++at) {
     const Field& field = table.fields[at];
     copy_up_to(at);
-    header << "#define " << field.name << " ((int)" << field.key() << ") /* " << type_name(field.type) << ", number "
-           << field.number << " */\n";
+    header << "#define " << field.name << " ((int)" << field.key() << ") /* " << field_type_name(field.type)
+           << ", number " << field.number << " */\n";
   }
   copy_up_to(table.fields.size());
   return header.str();

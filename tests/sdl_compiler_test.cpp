@@ -1,0 +1,120 @@
+// Struct descriptions: the bytes a text compiles to, what is refused and where, and that the library converts the
+// structs that the compiler lays out.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+
+#include "tests/support/host.h"
+#include "tools/sdl_compiler.h"
+#include "tools/source_error.h"
+#include "vxa/vxa_host.h"
+#include "vxa/xatmi.h"
+
+namespace {
+
+using namespace vxa::tools;
+
+// Keys in decimal: short number 1, carray number 2, double number 3.
+constexpr const char* kText =
+    "struct item\n"
+    "  short  code  134217729\n"
+    "  carray tag   536870914 2 3 \"x\\\"\"\n"
+    "  double price 402653187 1 - -0.5\n"
+    "end\n";
+
+std::string padded(const std::string& text, std::size_t size) { return text + std::string(size - text.size(), '\0'); }
+
+std::string member(const char* name, const char* key_and_type, const char* null_value, const char* numbers) {
+  return padded(name, 32) + host::bytes(key_and_type) + padded(null_value, 36) + host::bytes(numbers) +
+         std::string(4, '\0');
+}
+
+TEST(SdlCompiler, MakesTheFileByteForByte) {
+  // short at 0, six bytes of tags at 2, double at 8: 16 bytes in memory, 2 + 6 + 8 = 16 on the wire.
+  const std::string expected = host::bytes("61 1e 00 00  01 00 00 00  03 00 00 00") + padded("item", 16) +
+                               std::string(16, '\0') + host::bytes("00 00 00 00  02 00 00 00") + std::string(8, '\0') +
+                               host::bytes("10 00 00 00  00 00 00 00  10 00 00 00  00 00 00 00") +
+                               member("code", "01 00 00 08  02 00 00 00", "", "01 00 00 00  00 00 00 00  00 00 00 00") +
+                               member("tag", "02 00 00 20  08 00 00 00", "x\"", "06 00 00 00  03 00 00 00  02 00 00 00") +
+                               member("price", "03 00 00 18  06 00 00 00", "-0.5", "01 00 00 00  00 00 00 00  08 00 00 00");
+  EXPECT_EQ(compile_structs(parse_struct_text(kText)), expected);
+}
+
+TEST(SdlCompiler, CompileAndDumpAreInverse) {
+  host::Environment unset("FDLFILE", nullptr);
+  const std::string image = compile_structs(parse_struct_text(kText));
+  EXPECT_EQ(compile_structs(parse_struct_text(struct_text(structs_of_image(image)))), image);
+  for (std::size_t length = 0; length < image.size(); ++length)
+    EXPECT_THROW(structs_of_image(image.substr(0, length)), std::runtime_error) << length;
+}
+
+TEST(SdlCompiler, SaysWhereTheTextIsWrong) {
+  host::Environment unset("FDLFILE", nullptr);
+  struct Case {
+    const char* text;
+    int line;
+    int column;
+    const char* says;
+  } cases[] = {
+      {"short a 134217729\n", 1, 1, "expected struct and its name"},
+      {"struct seventeen_letters\nshort a 134217729\nend\n", 1, 8, "at most 16 characters"},
+      {"struct a\nend\n", 2, 1, "expected a member"},
+      {"struct a\n  short b 134217729\n", 2, 1, "expected end of struct a"},
+      {"struct a\n  shirt b 134217729\nend\n", 2, 3, "expected a member type"},
+      {"struct a\n  short b NAME\nend\n", 2, 11, "expected a field name"},
+      {"struct a\n  short b 134217729\n  int b 134217729\nend\n", 3, 7, "expected a new member name"},
+      {"struct a\n  short b 134217729 0\nend\n", 2, 21, "expected an element count"},
+      {"struct a\n  short b 134217729 1 2\nend\n", 2, 23, "expected no element length"},
+      {"struct a\n  string b 134217729 1 -\nend\n", 2, 24, "expected the bytes of one element"},
+      {"struct a\n  string b 134217729 1 3 abc\nend\n", 2, 26, "fits one element"},
+      {"struct a\n  int b 134217729 1 - 1x\nend\n", 2, 23, "expected a number"},
+      {"struct a\n  string b 134217729 1 30 \"open\nend\n", 2, 27, "expected a null value"},
+  };
+  for (const Case& c : cases) {
+    try {
+      parse_struct_text(c.text);
+      ADD_FAILURE() << "accepted: " << c.text;
+    } catch (const SourceErrors& errors) {
+      const SourceError& first = errors.all().front();
+      EXPECT_EQ(first.line, c.line) << c.text;
+      EXPECT_EQ(first.column, c.column) << c.text;
+      EXPECT_THAT(first.text, testing::HasSubstr(c.says));
+    }
+  }
+}
+
+TEST(SdlCompiler, HeaderDeclaresWhatTheCompilerLaysOut) {
+  const std::string header = struct_header(parse_struct_text(kText), "item.txt");
+  EXPECT_THAT(header, testing::HasSubstr("struct item {\n  short code;\n  char tag[2][3];\n  double price;\n};\n"));
+  EXPECT_THAT(header, testing::HasSubstr("(sizeof(struct item) == 16) ? 1 : -1"));
+  EXPECT_THAT(header, testing::HasSubstr("(offsetof(struct item, price) == 8) ? 1 : -1"));
+}
+
+struct item {
+  short code;
+  char tag[2][3];
+  double price;
+};
+
+TEST(SdlCompiler, LibraryConvertsWithTheCompiledDescription) {
+  const std::string path = testing::TempDir() + "item.sdl";
+  std::ofstream(path, std::ios::binary) << compile_structs(parse_struct_text(kText));
+  host::Environment list("SDLFILE64", path.c_str());
+  ASSERT_EQ(_sdlfile_load(), 1);
+  auto* data = reinterpret_cast<item*>(tpalloc("STRUCT", "item", 0));
+  ASSERT_NE(data, nullptr);
+  *data = {258, {"ab", "c"}, 1.0};
+  auto* message = reinterpret_cast<vesk_msg_header*>(data) - 1;
+  message->datalen = sizeof(item);
+  auto* encoded = static_cast<vesk_msg_header*>(_vesk_encode_odata(message));
+  ASSERT_NE(encoded, nullptr);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(encoded + 1), 16),
+            host::bytes("01 02  61 62 00 63 00 00  3f f0 00 00 00 00 00 00"));
+  std::free(encoded);
+  std::remove(path.c_str());
+}
+
+}  // namespace

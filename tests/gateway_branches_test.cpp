@@ -1,0 +1,237 @@
+// The states of transaction branches as the gateway keeps them, and the ledger that they change: verbs in and out of
+// order, what a lost connection and a new life leave, what two open branches may not do to each other's money.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <functional>
+
+#include "gateway/branches.h"
+#include "gateway/ledger.h"
+#include "gateway/store.h"
+#include "vxa/xa.h"
+
+namespace vxa::gateway {
+namespace {
+
+constexpr std::uint32_t kSuccessFlag = TMSUCCESS;
+constexpr std::uint32_t kSuspendFlag = TMSUSPEND;
+constexpr std::uint32_t kFailFlag = TMFAIL;
+constexpr std::uint32_t kMigrateFlag = TMMIGRATE;
+constexpr std::uint32_t kJoinFlag = TMJOIN;
+constexpr std::uint32_t kResumeFlag = TMRESUME;
+
+Xid branch_named(const std::string& name) {
+  XID xid{};
+  xid.formatID = 1;
+  xid.gtrid_length = static_cast<long>(name.size());
+  name.copy(xid.data, name.size());
+  return Xid::from_payload(reinterpret_cast<const char*>(&xid), 24 + name.size()).value();
+}
+
+class GatewayBranches : public testing::Test {
+ protected:
+  const Xid one = branch_named("one");
+  const Xid two = branch_named("two");
+
+  Store store{":memory:"};
+  Ledger ledger{store};
+  Branches branches{store, ledger};
+  TxId txid{};
+
+  int start(ConnectionId connection, const Xid& xid, std::uint32_t flags = 0) {
+    return branches.start(connection, xid, flags, txid);
+  }
+  // A branch in which something was done, ended.
+  Branch& idle(const Xid& xid) {
+    EXPECT_EQ(start(1, xid), XA_OK);
+    Branch& branch = *branches.active(1, txid);
+    branch.worked = true;
+    EXPECT_EQ(branches.end(1, xid, kSuccessFlag), XA_OK);
+    return branch;
+  }
+  void give(const std::string& account, std::int64_t amount) {
+    const auto changes = ledger.begin();
+    ledger.open(*changes, account);
+    ledger.deposit(*changes, account, amount);
+    store.commit(branch_named("gift"), *changes);
+  }
+  int refusal(const std::function<void()>& operation) {
+    try {
+      operation();
+    } catch (const Refusal& refusal) {
+      return refusal.code();
+    }
+    return 0;
+  }
+};
+
+TEST_F(GatewayBranches, TwoPhasesInOrder) {
+  idle(one);
+  EXPECT_EQ(branches.prepare(one), XA_OK);
+  EXPECT_EQ(branches.commit(one, false), XA_OK);
+  EXPECT_EQ(branches.commit(one, false), XAER_NOTA);
+}
+
+TEST_F(GatewayBranches, VerbsOutOfOrder) {
+  EXPECT_EQ(branches.end(1, one, kSuccessFlag), XAER_NOTA);
+  EXPECT_EQ(branches.prepare(one), XAER_NOTA);
+  EXPECT_EQ(branches.rollback(one), XAER_NOTA);
+  EXPECT_EQ(start(1, one, kJoinFlag), XAER_NOTA);
+  EXPECT_EQ(start(1, one, kResumeFlag), XAER_NOTA);
+
+  ASSERT_EQ(start(1, one), XA_OK);
+  EXPECT_EQ(start(1, one), XAER_DUPID);
+  EXPECT_EQ(start(1, two), XAER_PROTO) << "the connection works in another branch";
+  EXPECT_EQ(start(1, one, kJoinFlag | kResumeFlag), XAER_INVAL);
+  EXPECT_EQ(branches.prepare(one), XAER_PROTO) << "still active";
+  EXPECT_EQ(branches.commit(one, true), XAER_PROTO);
+  EXPECT_EQ(branches.rollback(one), XAER_PROTO);
+  EXPECT_EQ(branches.end(2, one, kSuccessFlag), XAER_PROTO) << "not this connection's";
+  EXPECT_EQ(branches.end(1, one, 0), XAER_INVAL);
+  EXPECT_EQ(branches.end(1, one, kSuccessFlag | kSuspendFlag), XAER_INVAL);
+  EXPECT_EQ(branches.end(1, one, kSuccessFlag | kMigrateFlag), XAER_INVAL);
+
+  branches.active(1, txid)->worked = true;
+  ASSERT_EQ(branches.end(1, one, kSuccessFlag), XA_OK);
+  EXPECT_EQ(branches.end(1, one, kSuccessFlag), XAER_PROTO);
+  EXPECT_EQ(branches.commit(one, false), XAER_PROTO) << "two phases need a prepare";
+  EXPECT_EQ(start(2, one), XAER_DUPID);
+
+  ASSERT_EQ(branches.prepare(one), XA_OK);
+  EXPECT_EQ(branches.prepare(one), XAER_PROTO);
+  EXPECT_EQ(branches.commit(one, true), XAER_PROTO) << "one phase is for what is not prepared";
+  EXPECT_EQ(start(2, one, kJoinFlag), XAER_PROTO);
+  EXPECT_EQ(branches.rollback(one), XA_OK);
+}
+
+TEST_F(GatewayBranches, SuspendResumeAndJoin) {
+  ASSERT_EQ(start(1, one), XA_OK);
+  const TxId first = txid;
+  ASSERT_EQ(start(2, one, kJoinFlag), XA_OK);
+  EXPECT_EQ(txid, first) << "who joins a branch works under its identifier";
+  EXPECT_EQ(start(1, one, kResumeFlag), XAER_PROTO) << "nothing is suspended";
+
+  ASSERT_EQ(branches.end(1, one, kSuspendFlag | kMigrateFlag), XA_NOMIGRATE);
+  EXPECT_EQ(branches.active(1, first), nullptr);
+  EXPECT_NE(branches.active(2, first), nullptr);
+  EXPECT_EQ(branches.end(1, one, kSuspendFlag), XAER_PROTO);
+  EXPECT_EQ(start(3, one, kResumeFlag), XAER_PROTO) << "suspended by another connection";
+  ASSERT_EQ(start(1, two), XA_OK) << "another branch can be worked on meanwhile";
+  ASSERT_EQ(branches.end(1, two, kSuccessFlag), XA_OK);
+  ASSERT_EQ(start(1, one, kResumeFlag), XA_OK);
+
+  ASSERT_EQ(branches.end(1, one, kSuspendFlag), XA_OK);
+  ASSERT_EQ(branches.end(2, one, kSuccessFlag), XA_OK);
+  EXPECT_EQ(branches.prepare(one), XAER_PROTO) << "a suspended association is not ended";
+  EXPECT_EQ(branches.end(1, one, kSuccessFlag), XA_OK);
+  EXPECT_EQ(branches.prepare(one), XA_RDONLY) << "nothing was done in it";
+  EXPECT_EQ(branches.rollback(one), XAER_NOTA) << "a read-only branch is finished by its prepare";
+}
+
+TEST_F(GatewayBranches, RollbackOnly) {
+  ASSERT_EQ(start(1, one), XA_OK);
+  branches.doom(txid, XA_RBROLLBACK);
+  EXPECT_EQ(start(2, one, kJoinFlag), XA_RBROLLBACK);
+  EXPECT_EQ(branches.end(1, one, kSuccessFlag), XA_RBROLLBACK);
+  EXPECT_EQ(branches.rollback(one), XA_OK);
+
+  ASSERT_EQ(start(1, one), XA_OK);
+  ASSERT_EQ(branches.end(1, one, kFailFlag), XA_RBROLLBACK);
+  EXPECT_EQ(branches.prepare(one), XA_RBROLLBACK);
+  EXPECT_EQ(branches.prepare(one), XAER_NOTA);
+
+  idle(two);
+  branches.doom(txid, XA_RBROLLBACK);
+  EXPECT_EQ(branches.commit(two, true), XA_RBROLLBACK);
+}
+
+TEST_F(GatewayBranches, LostConnection) {
+  idle(one);
+  ASSERT_EQ(start(1, two), XA_OK);
+  const Xid shared = branch_named("shared");
+  ASSERT_EQ(start(2, shared), XA_OK);
+  ASSERT_EQ(start(3, shared, kJoinFlag), XA_OK);
+
+  branches.disconnected(1);
+  branches.disconnected(3);
+  EXPECT_EQ(branches.prepare(one), XA_OK) << "ended before the connection was lost";
+  EXPECT_EQ(branches.rollback(two), XAER_NOTA) << "nobody is left to end it";
+  EXPECT_EQ(branches.end(2, shared, kSuccessFlag), XA_RBCOMMFAIL);
+  EXPECT_EQ(branches.rollback(shared), XA_OK);
+}
+
+TEST_F(GatewayBranches, OpenBranchesCannotSpendTheSameMoney) {
+  give("alice", 100);
+  give("bob", 1);
+  const auto mine = ledger.begin();
+  const auto yours = ledger.begin();
+  EXPECT_EQ(ledger.transfer(*mine, "alice", "bob", 60), 40);
+  EXPECT_EQ(ledger.balance(&*yours, "alice"), 100) << "not committed";
+  EXPECT_EQ(refusal([&] { ledger.transfer(*yours, "alice", "bob", 60); }), Refusal::kNotCovered);
+  EXPECT_EQ(refusal([&] { ledger.transfer(*yours, "bob", "alice", 2); }), Refusal::kNotCovered)
+      << "what another branch has staged may yet be rolled back";
+  EXPECT_EQ(ledger.transfer(*mine, "bob", "alice", 61), 0) << "a branch can spend what it has got itself";
+  EXPECT_EQ(refusal([&] { ledger.transfer(*yours, "bob", "alice", 1); }), Refusal::kNotCovered)
+      << "bob's only coin is spoken for";
+  EXPECT_EQ(ledger.transfer(*yours, "alice", "bob", 100), 0) << "of alice's nothing is, in the end";
+}
+
+TEST_F(GatewayBranches, LedgerRefusals) {
+  give("alice", kLargestBalance - 10);
+  const auto changes = ledger.begin();
+  const auto other = ledger.begin();
+  EXPECT_EQ(refusal([&] { ledger.open(*changes, "alice"); }), Refusal::kAccountExists);
+  EXPECT_EQ(refusal([&] { ledger.open(*changes, ""); }), Refusal::kBadRequest);
+  EXPECT_EQ(refusal([&] { ledger.deposit(*changes, "nobody", 1); }), Refusal::kNoAccount);
+  EXPECT_EQ(refusal([&] { ledger.deposit(*changes, "alice", 0); }), Refusal::kBadRequest);
+  EXPECT_EQ(refusal([&] { ledger.transfer(*changes, "alice", "alice", 1); }), Refusal::kBadRequest);
+  ledger.open(*changes, "new");
+  EXPECT_EQ(refusal([&] { ledger.open(*other, "new"); }), Refusal::kAccountExists);
+  EXPECT_EQ(refusal([&] { ledger.deposit(*other, "new", 1); }), Refusal::kNoAccount);
+  ledger.deposit(*changes, "alice", 10);
+  EXPECT_EQ(refusal([&] { ledger.deposit(*other, "alice", 1); }), Refusal::kTooMuch);
+  EXPECT_TRUE(other->empty()) << "refused operations stage nothing";
+}
+
+// A gateway that is gone without a goodbye, and its next life on the same file.
+TEST(GatewayStore, PreparedBranchesOutliveTheGateway) {
+  const std::string file = testing::TempDir() + "ledger-" + std::to_string(::getpid()) + ".db";
+  const Xid kept = branch_named("kept");
+  const Xid dropped = branch_named("dropped");
+  {
+    Store store(file);
+    EXPECT_THROW(Store{file}, StoreError) << "one gateway at a time";
+    Ledger ledger(store);
+    Branches branches(store, ledger);
+    TxId txid;
+    for (const Xid& xid : {kept, dropped}) {
+      ASSERT_EQ(branches.start(1, xid, 0, txid), XA_OK);
+      Branch& branch = *branches.active(1, txid);
+      branch.worked = true;
+      ledger.open(*branch.changes, xid.text());
+      ledger.deposit(*branch.changes, xid.text(), 500);
+      ASSERT_EQ(branches.end(1, xid, kSuccessFlag), XA_OK);
+      ASSERT_EQ(branches.prepare(xid), XA_OK);
+    }
+    EXPECT_FALSE(store.balance(kept.text())) << "prepared is not committed";
+  }
+  {
+    Store store(file);
+    Ledger ledger(store);
+    Branches branches(store, ledger);
+    EXPECT_EQ(branches.count(), 2u);
+    EXPECT_EQ(branches.commit(kept, false), XA_OK);
+    EXPECT_EQ(branches.rollback(dropped), XA_OK);
+  }
+  {
+    Store store(file);
+    EXPECT_TRUE(store.prepared().empty());
+    EXPECT_EQ(store.balance(kept.text()), 500);
+    EXPECT_FALSE(store.balance(dropped.text()));
+  }
+  for (const char* suffix : {"", "-wal", "-shm"}) std::filesystem::remove(file + suffix);
+}
+
+}  // namespace
+}  // namespace vxa::gateway

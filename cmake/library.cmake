@@ -24,8 +24,11 @@ set(vxa_sources
     fb/fbcommon3.cpp
     fb/fberror.cpp
     fb/fbmap.cpp
+    fb/fbnext.cpp
     fb/fbtconv.cpp
+    fb/fbtconv_fields.cpp
     fb/fbtconv_stored.cpp
+    fb/fbtux.cpp
     fb/fcache.cpp
     fb/fdlfile.cpp
     fb/fields.cpp

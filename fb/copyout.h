@@ -7,6 +7,7 @@
 
 #include "base/result.h"
 #include "env/semantics.h"
+#include "fb/fbcommon.h"
 #include "vxa/fbuf.h"
 
 namespace vxa::fb {
@@ -24,6 +25,11 @@ inline Result<std::int64_t> admitted_length(std::int64_t full, int& length) {
   if (room < 0) return Error{FBENOSPACE};
   length = room;
   return std::int64_t{room};
+}
+
+// A string's characters, or a carray's bytes.
+inline std::string_view bytes_of(Record record) {
+  return {record.value(), static_cast<std::size_t>(record.value_length())};
 }
 
 // Copies the characters and a terminator; the lengths count it.

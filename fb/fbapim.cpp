@@ -5,17 +5,6 @@
 using namespace vxa;
 using namespace vxa::fb;
 
-namespace {
-
-// The value length as callers get it: -1, and the error code set, for a record of unknown type.
-int length_of(Record record) {
-  const auto length = static_cast<int>(record.value_length());
-  if (length < 0) fberror = FBEBADFLD;
-  return length;
-}
-
-}  // namespace
-
 extern "C" int fbput(void* buf, int key, const void* value, int len) {
   static constexpr ApiTexts texts{"fbput", "fbput(%#x, %d, %#x, %d)", "fbput = %d", "fbput = -1 [%d : %s]"};
   const FbCall call{texts, buf, key, value, len};
@@ -82,7 +71,7 @@ extern "C" void* fbgetval(const void* buf, int key, int nth, int* len) {
   if (!buf) return call.fail(FBEINVAL);
   const Record record = find(FieldBuffer{buf}, FieldKey{key}, nth);
   if (!record) return call.fail(FBENOENT);
-  if (len) *len = length_of(record);
+  if (len) *len = told_length(record);
   return call.done(static_cast<void*>(record.value()));
 }
 
@@ -92,7 +81,7 @@ extern "C" int fbgetlen(const void* buf, int key, int nth) {
   if (!buf) return call.fail(FBEINVAL);
   const Record record = find(FieldBuffer{buf}, FieldKey{key}, nth);
   if (!record) return call.fail(FBENOENT);
-  const int length = length_of(record);
+  const int length = told_length(record);
   return length < 0 ? call.report_failure() : call.done(length);
 }
 
@@ -113,15 +102,15 @@ extern "C" int fbkeyoccur(const void* buf, int key) {
 }
 
 extern "C" int fbispres(const void* buf, int key, int nth) {
-  static constexpr ApiTexts texts{"fbispres", "fbispres(%#x, %d, %d)", nullptr, "fbispres = %d [%d : %s]"};
+  static constexpr ApiTexts texts{"fbispres", "fbispres(%#x, %d, %d)", nullptr, "fbispres = 0 [%d : %s]"};
   const FbCall call{texts, buf, key, nth};
-  if (!buf) return call.fail_with(0, FBEINVAL);
+  if (!buf) return call.fail_giving(0, FBEINVAL);
   return find(FieldBuffer{buf}, FieldKey{key}, nth) ? call.done_as("fbispres = 1", 1) : call.done_as("fbispres = 0", 0);
 }
 
 extern "C" int fbfldcount(const void* buf) {
-  static constexpr ApiTexts texts{"fbfldcount", "fbfldcount(%#x)", "fbfldcount = %d", "fbfldcount = %d [%d : %s]"};
+  static constexpr ApiTexts texts{"fbfldcount", "fbfldcount(%#x)", "fbfldcount = %d", "fbfldcount = 0 [%d : %s]"};
   const FbCall call{texts, buf};
-  if (!buf) return call.fail_with(0, FBEINVAL);
+  if (!buf) return call.fail_giving(0, FBEINVAL);
   return call.done(count_records(FieldBuffer{buf}));
 }

@@ -19,25 +19,35 @@ const char ncav = 0;
 
 namespace vxa::fb {
 
+namespace {
+
+// Bytes that the text of a number is taken to need.
+constexpr int kNumberText = 100;
+
+}  // namespace
+
 Value null_value(int type) {
   static const void* const kNullValues[] = {nullptr, &ncv, &nsv, &niv, &nlv, &nfv, &ndv, &nstv, &ncav};
   return {type_known(type) ? kNullValues[type] : nullptr, 0};
+}
+
+int told_length(Record record) {
+  const auto length = static_cast<int>(record.value_length());
+  if (length < 0) fberror = FBEBADFLD;
+  return length;
+}
+
+int receiving_length(int type, Record record) {
+  if (!type_known(type) || type <= kDouble) return fixed_length(type);
+  const int stored = record.type();
+  return stored == kString || stored == kCarray ? static_cast<int>(record.value_length() + 1) : kNumberText;
 }
 
 }  // namespace vxa::fb
 
 namespace {
 
-// Bytes that the longest text of a number is taken to need.
-constexpr int kNumberText = 100;
-
 Record record_at(const void* rec) { return Record{static_cast<char*>(const_cast<void*>(rec))}; }
-
-int bad_field() {
-  fberror = FBEBADFLD;
-  return -1;
-}
-
 }  // namespace
 
 extern "C" int _calc_falign_len(int length) { return static_cast<int>(align8(std::int64_t{length} + kKeySize)); }
@@ -48,17 +58,12 @@ extern "C" int _get_alen_from_type(int type, const void* value, int len) {
 
 extern "C" int _get_alen_from_curpos(const void* rec) { return static_cast<int>(record_at(rec).slot_length()); }
 
-extern "C" int _get_fldlen_from_curpos(const void* rec) {
-  const Record record = record_at(rec);
-  return type_known(record.type()) ? static_cast<int>(record.value_length()) : bad_field();
-}
+extern "C" int _get_fldlen_from_curpos(const void* rec) { return told_length(record_at(rec)); }
 
 extern "C" int _get_fldlen_from_type(int type, const void* rec) {
-  if (!type_known(type)) return bad_field();
-  if (type <= kDouble) return fixed_length(type);
-  const Record record = record_at(rec);
-  const int stored = record.type();
-  return stored == kString || stored == kCarray ? static_cast<int>(record.value_length() + 1) : kNumberText;
+  const int length = receiving_length(type, record_at(rec));
+  if (length < 0) fberror = FBEBADFLD;
+  return length;
 }
 
 extern "C" void* _get_valuep_from_curpos(const void* rec) { return record_at(rec).value(); }

@@ -205,6 +205,13 @@ class FieldBuffer {
 // The value that stands for an absent field of that type; a null address for an unknown type.
 Value null_value(int type);
 
+// The length of a value as callers are told it: -1, and FBEBADFLD in fberror, for a record of unknown type.
+int told_length(Record record);
+
+// The bytes that a record's value is taken to need as a value of another type, the text of a number 100; -1 for an
+// unknown type.
+int receiving_length(int type, Record record);
+
 }  // namespace vxa::fb
 
 VXA_EXPORT int _calc_falign_len(int length);

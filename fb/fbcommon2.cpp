@@ -104,9 +104,15 @@ int count(FieldBuffer buffer, FieldKey key) {
 int occurrence_of(FieldBuffer buffer, Record wanted) {
   if (wanted.at() < buffer.fields() || !holds(buffer, buffer.offset_of(wanted))) return -1;
   const FieldKey key = wanted.key();
-  int occurrence = 0;
-  for (const Record record : buffer.records()) {
-    if (record.at() == wanted.at()) return occurrence;
+  Start start = resume(buffer, key, INT_MAX);
+  if (start.at > wanted.at()) start = {buffer.fields(), 0};
+  int occurrence = start.occurrence;
+  for (const Record record : buffer.records_from(start.at)) {
+    if (record.at() > wanted.at()) break;
+    if (record.at() == wanted.at()) {
+      remember(buffer, key, occurrence, record);
+      return occurrence;
+    }
     if (record.key() == key) ++occurrence;
   }
   return -1;

@@ -3,49 +3,12 @@
 
 #include <algorithm>
 
-#include "env/semantics.h"
+#include "fb/copyout.h"
 #include "fb/fberror.h"
 
 namespace vxa::fb {
 
 namespace {
-
-using semantics::LengthPolicy;
-
-// What a copy of a string or carray may write: so many bytes, or more than the reader has room for.
-struct Allowance {
-  std::int64_t bytes;
-  bool refused;
-};
-
-// wanted: the bytes that the reader has, 0 for enough; whole: those of the value. A negative count is always too few.
-Allowance allowance(int wanted, std::int64_t whole) {
-  const LengthPolicy policy = semantics::length_policy();
-  const bool enforced = policy == LengthPolicy::Truncate || policy == LengthPolicy::Refuse;
-  if (!enforced || wanted == 0 || wanted >= whole) return {whole, false};
-  return {wanted, policy == LengthPolicy::Refuse || wanted < 0};
-}
-
-Outcome copy_string(Record record, void* dest, int* length) {
-  const int wanted = length ? *length : 0;
-  const std::int64_t whole = record.value_length() + 1;
-  const auto [bytes, refused] = allowance(wanted, whole);
-  if (length) *length = static_cast<int>(refused ? whole : bytes);
-  if (refused) return Error{FBENOSPACE};
-  std::memcpy(dest, record.value(), static_cast<std::size_t>(bytes - 1));
-  static_cast<char*>(dest)[bytes - 1] = 0;
-  return success();
-}
-
-Outcome copy_carray(Record record, void* dest, int* length) {
-  if (!length) return Error{FBEINVAL};
-  const std::int64_t whole = record.value_length();
-  const auto [bytes, refused] = allowance(*length, whole);
-  *length = static_cast<int>(refused ? whole : bytes);
-  if (refused) return Error{FBENOSPACE};
-  std::memcpy(dest, record.value(), static_cast<std::size_t>(bytes));
-  return success();
-}
 
 template <class T>
 bool same(const void* one, const void* other) {
@@ -104,8 +67,9 @@ Outcome copy_out(Record record, void* dest, int* length) {
   const int type = record.type();
   if (!type_known(type)) return Error{FBETYPE};
   if (!dest) return Error{FBEINVAL};
-  if (type == kString) return copy_string(record, dest, length);
-  if (type == kCarray) return copy_carray(record, dest, length);
+  int unlimited = 0;
+  if (type == kString) return copy_out_text(bytes_of(record), dest, length ? *length : unlimited);
+  if (type == kCarray) return length ? copy_out_bytes(bytes_of(record), dest, *length) : Outcome{Error{FBEINVAL}};
   if (type == kLong)
     store(dest, widened(record));
   else

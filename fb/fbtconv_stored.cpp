@@ -19,10 +19,6 @@ struct Area {
   int& length;
 };
 
-std::string_view stored_bytes(Record record) {
-  return {record.value(), static_cast<std::size_t>(record.value_length())};
-}
-
 const char* copied(Record carray) { return scratch::copy(carray.value(), carray.carray_length()).data(); }
 
 // "1.500000" to "1.5" and "2.000000" to "2"; a text without a point stays.
@@ -63,8 +59,8 @@ Outcome parsed_copy(Record stored, const Area& out) {
   store(out.at, parsed_as<To>(copied(stored)));
   return success();
 }
-Outcome stored_text(Record stored, const Area& out) { return copy_out_text(stored_bytes(stored), out.at, out.length); }
-Outcome plain_bytes(Record stored, const Area& out) { return copy_out_bytes(stored_bytes(stored), out.at, out.length); }
+Outcome stored_text(Record stored, const Area& out) { return copy_out_text(bytes_of(stored), out.at, out.length); }
+Outcome plain_bytes(Record stored, const Area& out) { return copy_out_bytes(bytes_of(stored), out.at, out.length); }
 
 // clang-format off
 // A row per stored type, a column per target type:

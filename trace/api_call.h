@@ -110,6 +110,13 @@ class ApiCall {
     return result;
   }
 
+  // Fails with the code and a result of the call's own, which its failure text names.
+  template <class T>
+  T fail_giving(T result, int code) const {
+    (void)fail(code);
+    return result;
+  }
+
   // Fails with the code and a failure text of its own; that prints the leading values, the code and its text.
   template <class... Leading>
   CallFailed fail_as(const char* text, int code, Leading... leading) const {

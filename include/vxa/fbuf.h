@@ -212,7 +212,94 @@ int fbfldcount(const void *buf);
  * FBENOSPACE (no memory). Cost: the length of a text or carray. */
 void *fbtypecvt(int *tolen, int totype, const void *from, int fromtype, int fromlen);
 
+/* As fbput, of a value given as type (len: a carray's bytes), which fbtypecvt converts to the key's type.
+ * Returns 1, or -1 with the code of fbtypecvt or of fbput. */
+int fbputt(void *buf, int key, const void *value, int len, int type);
+
+/* Occurrence nth as a value of type, its length in *len, which may be null. A stored long counts as an int here. The
+ * value is good until the next conversion, change of the buffer or its release. Null with FBENOENT, or as fbtypecvt.
+ * Cost: n, and the length of a text or carray. */
+void *fbgetvalt(const void *buf, int key, int nth, int *len, int type);
+
+/* As fbgetnth, of a value given as type. Returns the occurrence, -1 with fberror 0 when there is none, or -1 with the
+ * code of fbtypecvt or fbgetnth. Cost: n. */
+int fbgetntht(const void *buf, int key, const void *value, int len, int type);
+
+/* As fbgetf, with the value converted to type, by fbtypecvt's rules but for these: a stored short, int or long is read
+ * without its sign where it becomes wider or a real number (a short of -1 becomes the int 65535), though an int or long
+ * prints with its sign; and a real number loses the zeros at the end of its string ("1.5", "2"), not those of a carray.
+ *
+ * len: null, or as in fbget for a string (terminator counted) and a carray; for the other types it receives the size of
+ * the value. When the area is refused as too small (FBENOSPACE) nothing is written, the record stays unmarked, and *len
+ * is the length that the value needs. Further failures: FBENOENT, FBEINVAL (value or pos is null), FBEBADFLD (bad type),
+ * FBETYPE (record of unknown type). */
+int fbgetc(void *buf, int key, void *value, int *len, int *pos, int type);
+
+/* fbgetvalt as a string or an int. Null and 0 stand for a failure, of which fberror alone tells. */
+char *fbgetvals(const void *buf, int key, int nth);
+int fbgetvali(const void *buf, int key, int nth);
+
 /* ---- Compatibility operations -------------------------------------------------------------------------------------- */
+
+/* The calls that the FML-named ones stand on. They mark nothing as fetched. Where a call has a len, it is null, or on
+ * entry the bytes that dest holds (0: enough) and on return the value's length, as fbget has it: FDL_LEN decides about
+ * values that are longer, and when one is refused (FBENOSPACE) the full length is in *len. nth counts from 0. Every
+ * call but getFerror fails with FBEINVAL when buf is null. Cost: n, where none is stated. */
+
+/* Changes, adds or removes: a new last occurrence for nth -1 (a null value is FBEINVAL); removes occurrence nth when
+ * value is null; gives it the value when it exists; else inserts as fbinsert does, behind null values if need be.
+ * Returns 1, or -1 with the code of fbput, fbdelete, fbupdate or fbinsert. */
+int fbchg_tu(void *buf, int key, int nth, const void *value, int len);
+
+/* The same of a value given as type, converted as fbtypecvt does it. A null value removes, when the types are good. */
+int fbchg_tut(void *buf, int key, int nth, const void *value, int len, int type);
+
+/* Removes all occurrences of each key of a list that ends with 0. Returns how many there were in all; fberror is
+ * FBENOENT when there was none of the last key. -1 with FBEINVAL when keys is null. Cost: n for each key. */
+int fbdelall_tu(void *buf, const int *keys);
+
+/* Copies occurrence nth out. Returns 1, or -1 with FBENOENT, FBENOSPACE, FBEINVAL (dest is null) or FBETYPE. */
+int fbget_tu(const void *buf, int key, int nth, void *dest, int *len);
+
+/* The same, converted to type as fbgetc does it; fbgett is for occurrence 0. Returns 1, or -1 with FBENOENT, or as
+ * fbgetc. */
+int fbget_tut(const void *buf, int key, int nth, void *dest, int *len, int type);
+int fbgett(const void *buf, int key, void *value, int *len, int type);
+
+/* The last occurrence: its number in *occ, which may be null, and its value as by fbgetval or fbget_tu. Null or -1 with
+ * FBENOENT when there is none (*occ is not written), else as those. */
+void *fbgetval_last_tu(const void *buf, int key, int *occ, int *len);
+int fbgetlast_tu(const void *buf, int key, int *occ, void *dest, int *len);
+
+/* The value of occurrence nth, or its conversion to type, in a block from malloc that the caller frees. extra: null, or
+ * bytes wanted beyond those of the value, and on return the size in all. That size takes a string without its
+ * terminator, a long as 4 bytes, and for the conversion of a number to text 100; the block is always large enough for
+ * what is in it, but where FDL_LEN enforces lengths, this one is: give 1 for a string's terminator.
+ * Null with FBENOENT, FBEMALLOC, FBENOSPACE, FBETYPE, or FBEBADFLD (bad type, or record of unknown type). */
+void *fbgetalloc_tu(const void *buf, int key, int nth, int *extra);
+void *fbgetalloc_tut(const void *buf, int key, int nth, int type, int *extra);
+
+/* Steps through all records, fetched ones included. *key and *occ tell the record that the last call gave, *key 0
+ * starts; they receive the next record's stored key (with its fetched mark) and its number among those of this key. The
+ * buffer may be changed meanwhile as long as that record stays.
+ * dest: null, or receives the value unless that is null (0, or empty), which leaves dest untouched. len: null, or on
+ * entry the bytes of dest, which must hold the value with a string's terminator or a long's 8 bytes, and on return the
+ * value's length (a string's without its terminator, a long's 4).
+ * Returns 1; 0 when there is no further record; -1 with FBEINVAL (key or occ is null, or they tell no record),
+ * FBENOSPACE, or FBEBADFB at a record whose key is 0, from which no call could go on. Cost: n, but a loop over the
+ * buffer resumes where the call before it ended. */
+int fbnext_tu(const void *buf, int *key, int *occ, void *dest, int *len);
+
+/* The characters of occurrence nth of a string field, in the buffer; the empty string when there is no such occurrence,
+ * when the key is not a string's, or when buf is null. */
+char *fbgetvals_tu(const void *buf, int key, int nth);
+
+/* Occurrence nth of a short, int or long field, widened without a sign. 0 with FBETYPE (a key of another type) or
+ * FBENOENT. */
+long fbgetvall_tu(const void *buf, int key, int nth);
+
+/* The value of fberror. */
+int getFerror(void);
 
 /* ---- Whole buffers ------------------------------------------------------------------------------------------------- */
 

@@ -1,0 +1,74 @@
+// Iteration over all records of a buffer, with the key and occurrence of the last one held by the caller.
+#include "env/semantics.h"
+#include "fb/fberror.h"
+#include "fb/fbtconv.h"
+#include "fb/fields.h"
+
+namespace vxa::fb {
+
+namespace {
+
+constexpr FieldKey kStart{0};
+
+// The record behind occurrence nth of the key, for key 0 the first one; none at the end. FBEINVAL when there is no such
+// occurrence, FBEBADFB at a stored key 0, which would start the caller over.
+Result<Record> next_record(FieldBuffer buffer, FieldKey key, int nth) {
+  char* at = buffer.fields();
+  if (key != kStart) {
+    const Record previous = find(buffer, key, nth);
+    if (!previous) return Error{FBEINVAL};
+    at = previous.at() + previous.slot_length();
+  }
+  for (const Record record : buffer.records_from(at)) {
+    if (record.key() == kStart) return Error{FBEBADFB};
+    return record;
+  }
+  return Record{};
+}
+
+// Bytes that a copy of the value writes, which may be more than its length: a long is widened, and a string gets its
+// terminator, unless the policy itself keeps the copy within the caller's length.
+std::int64_t room_for_copy(Record record) {
+  using semantics::LengthPolicy;
+  const LengthPolicy policy = semantics::length_policy();
+  const bool limited = policy == LengthPolicy::Truncate || policy == LengthPolicy::Refuse;
+  if (record.type() == kLong) return native_length(kLong);
+  return record.value_length() + (record.type() == kString && !limited ? 1 : 0);
+}
+
+// Tells the caller which record it got. The value's length is told if it is asked for.
+void tell(FieldBuffer buffer, Record record, int* key, int* occ, int* len) {
+  *occ = occurrence_of(buffer, record);
+  *key = static_cast<int>(record.key().word());
+  if (len) *len = told_length(record);
+}
+
+}  // namespace
+
+}  // namespace vxa::fb
+
+using namespace vxa;
+using namespace vxa::fb;
+
+extern "C" int fbnext_tu(const void* buf, int* key, int* occ, void* dest, int* len) {
+  static constexpr ApiTexts texts{"fbnext_tu", "fbnext_tu(%#x, %#x, %#x, %#x, %#x)", "fbnext_tu = %d",
+                                  "fbnext_tu = -1 [%d : %s]"};
+  const FbCall call{texts, buf, key, occ, dest, len};
+  if (!buf || !key || !occ) return call.fail(FBEINVAL);
+  const FieldBuffer buffer{buf};
+  const Result<Record> next = next_record(buffer, FieldKey{*key}, *occ);
+  if (next.failed()) return call.fail(next.code());
+  const Record record = next.value();
+  if (!record) return call.done_as("fbnext_tu = 0", 0);
+
+  int limit = len ? *len : 0;
+  const bool copied = dest && !is_null(record);
+  if (dest && len && limit < (copied ? room_for_copy(record) : record.value_length())) return call.fail(FBENOSPACE);
+  tell(buffer, record, key, occ, len);
+  if (!copied) return call.done_as("fbnext_tu = 1", 1);
+  const Outcome copy = copy_out(record, dest, &limit);
+  if (!copy.failed()) return call.done(copy.value());
+  // A refused copy is reported as a return, though with the failure's text.
+  fberror = copy.code();
+  return call.done_as(texts.failure, -1, fberror, fbstrerror(fberror));
+}

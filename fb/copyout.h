@@ -12,17 +12,18 @@
 
 namespace vxa::fb {
 
+inline bool lengths_enforced(semantics::LengthPolicy policy) {
+  return policy == semantics::LengthPolicy::Truncate || policy == semantics::LengthPolicy::Refuse;
+}
+
 // How many of the full bytes may be copied. length: the caller's room, 0 for no limit; receives what the caller is
 // told, which is the full length unless the value is cut. A negative room holds nothing.
 inline Result<std::int64_t> admitted_length(std::int64_t full, int& length) {
-  using semantics::LengthPolicy;
+  const semantics::LengthPolicy policy = semantics::length_policy();
   const int room = length;
-  const LengthPolicy policy = semantics::length_policy();
   length = static_cast<int>(full);
-  if (room == 0 || room >= full) return full;
-  if (policy == LengthPolicy::Refuse) return Error{FBENOSPACE};
-  if (policy != LengthPolicy::Truncate) return full;
-  if (room < 0) return Error{FBENOSPACE};
+  if (room == 0 || room >= full || !lengths_enforced(policy)) return full;
+  if (room < 0 || policy == semantics::LengthPolicy::Refuse) return Error{FBENOSPACE};
   length = room;
   return std::int64_t{room};
 }

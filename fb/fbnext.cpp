@@ -1,5 +1,5 @@
 // Iteration over all records of a buffer, with the key and occurrence of the last one held by the caller.
-#include "env/semantics.h"
+#include "fb/copyout.h"
 #include "fb/fberror.h"
 #include "fb/fbtconv.h"
 #include "fb/fields.h"
@@ -29,14 +29,12 @@ Result<Record> next_record(FieldBuffer buffer, FieldKey key, int nth) {
 // Bytes that a copy of the value writes, which may be more than its length: a long is widened, and a string gets its
 // terminator, unless the policy itself keeps the copy within the caller's length.
 std::int64_t room_for_copy(Record record) {
-  using semantics::LengthPolicy;
-  const LengthPolicy policy = semantics::length_policy();
-  const bool limited = policy == LengthPolicy::Truncate || policy == LengthPolicy::Refuse;
+  const bool terminated = record.type() == kString && !lengths_enforced(semantics::length_policy());
   if (record.type() == kLong) return native_length(kLong);
-  return record.value_length() + (record.type() == kString && !limited ? 1 : 0);
+  return record.value_length() + (terminated ? 1 : 0);
 }
 
-// Tells the caller which record it got. The value's length is told if it is asked for.
+// Tells the caller which record it gets.
 void tell(FieldBuffer buffer, Record record, int* key, int* occ, int* len) {
   *occ = occurrence_of(buffer, record);
   *key = static_cast<int>(record.key().word());

@@ -42,7 +42,7 @@ Outcome text(Record stored, const Area& out) {
   return copy_out_text(scratch::print(load<From>(stored.value())), out.at, out.length);
 }
 template <class From>
-Outcome short_text(Record stored, const Area& out) {
+Outcome trimmed_text(Record stored, const Area& out) {
   return copy_out_text(without_trailing_zeros(scratch::print(load<From>(stored.value()))), out.at, out.length);
 }
 template <class From>
@@ -75,9 +75,9 @@ constexpr Cell kCells[8][8] = {
     {number<StoredInt, Char>, number<StoredInt, short>, number<StoredInt, int>, number<StoredInt, long>,
      number<StoredInt, float>, number<StoredInt, double>, text<int>, bytes<int>},
     {number<float, Char>, number<float, short>, number<float, int>, number<float, long>,
-     number<float, float>, number<float, double>, short_text<float>, bytes<float>},
+     number<float, float>, number<float, double>, trimmed_text<float>, bytes<float>},
     {number<double, Char>, number<double, short>, number<double, int>, number<double, long>,
-     number<double, float>, number<double, double>, short_text<double>, bytes<double>},
+     number<double, float>, number<double, double>, trimmed_text<double>, bytes<double>},
     {parsed<Char>, parsed<short>, parsed<int>, parsed<long>,
      parsed<float>, parsed<double>, stored_text, plain_bytes},
     {parsed_copy<Char>, parsed_copy<short>, parsed_copy<int>, parsed_copy<long>,

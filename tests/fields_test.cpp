@@ -9,7 +9,7 @@
 
 #include "tests/support/field_buffer.h"
 #include "tests/support/host.h"
-#include "vxa/vxa_host.h"
+#include "tests/support/semantics.h"
 
 extern "C" {
 void* _find_matching_fldkey(const void* buf, int key, int nth);
@@ -44,13 +44,6 @@ std::vector<int> ints(const Buffer& buf, int field) {
   for (int nth = 0; fbispres(buf, field, nth); ++nth) all.push_back(int_at(buf, field, nth));
   return all;
 }
-
-// The length policy for as long as the object lives.
-struct Policy {
-  explicit Policy(const char* value) : setting("VESK_SEMANTICS", value) { _vesk_init_semantics(); }
-  ~Policy() { _vesk_init_semantics(); }
-  host::Environment setting;
-};
 
 TEST(Put, LaysOutEveryType) {
   Buffer buf;
@@ -288,7 +281,7 @@ TEST(Get, CopiesByType) {
 }
 
 TEST(Get, CutsToTheCallersLengthUnderTru) {
-  const Policy policy("FDL_LEN=TRU");
+  const host::Semantics policy("FDL_LEN=TRU");
   const struct {
     int key, wanted, length;
     const char* text;
@@ -308,7 +301,7 @@ TEST(Get, CutsToTheCallersLengthUnderTru) {
 }
 
 TEST(Get, RefusesAShortAreaUnderErr) {
-  const Policy policy("FDL_LEN=ERR");
+  const host::Semantics policy("FDL_LEN=ERR");
   Buffer buf;
   buf.put(kString, "abcdef").put_value(kCarray, "12345", 5);
   const std::string before = buf.image();
@@ -381,7 +374,7 @@ TEST(GetFromPosition, StartsOverWhereNoRecordOfTheKeyBegins) {
 }
 
 TEST(GetFromPosition, MovesThePositionAlsoWhenTheCopyFails) {
-  const Policy policy("FDL_LEN=ERR");
+  const host::Semantics policy("FDL_LEN=ERR");
   Buffer buf;
   buf.put(kInt, 1).put(kString, "abcd");
   char text[8];

@@ -23,8 +23,11 @@ set(vxa_sources
     fb/fbcommon2.cpp
     fb/fbcommon3.cpp
     fb/fberror.cpp
+    fb/fbextread.cpp
+    fb/fbio.cpp
     fb/fbmap.cpp
     fb/fbnext.cpp
+    fb/fbprint.cpp
     fb/fbtconv.cpp
     fb/fbtconv_fields.cpp
     fb/fbtconv_stored.cpp

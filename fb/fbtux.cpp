@@ -18,9 +18,7 @@ constexpr int kNewLast = -1;  // the occurrence number that appends
 Outcome change(FieldBuffer buffer, FieldKey key, int nth, Value value) {
   if (nth == kNewLast) return put(buffer, key, value);
   if (!value.at) return erase(buffer, key, nth);
-  const Outcome updated = update(buffer, key, nth, value);
-  if (updated.code() != FBENOENT) return updated;
-  return nth < 0 ? Outcome{Error{FBEINVAL}} : insert(buffer, key, nth, value);
+  return update_or_insert(buffer, key, nth, value);
 }
 
 // The value as the key's type. A null value stays one, once the conversion's own checks have passed.

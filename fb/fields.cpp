@@ -113,6 +113,12 @@ Outcome update(FieldBuffer buffer, FieldKey key, int nth, Value value) {
   return success();
 }
 
+Outcome update_or_insert(FieldBuffer buffer, FieldKey key, int nth, Value value) {
+  const Outcome updated = update(buffer, key, nth, value);
+  if (updated.code() != FBENOENT) return updated;
+  return nth < 0 ? Outcome{Error{FBEINVAL}} : insert(buffer, key, nth, value);
+}
+
 Outcome erase(FieldBuffer buffer, FieldKey key, int nth) {
   const Record record = search(buffer, key, nth).record;
   if (!record) return Error{FBENOENT};

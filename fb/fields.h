@@ -19,6 +19,9 @@ Outcome insert(FieldBuffer buffer, FieldKey key, int nth, Value value);
 // Gives occurrence nth a new value: FBENOENT when there is none, else fails as put.
 Outcome update(FieldBuffer buffer, FieldKey key, int nth, Value value);
 
+// Gives occurrence nth the value, whether there was one or not: as update, or insert, and FBEINVAL for a negative nth.
+Outcome update_or_insert(FieldBuffer buffer, FieldKey key, int nth, Value value);
+
 // Removes occurrence nth, or all: how many there were. FBENOENT when there is none.
 Outcome erase(FieldBuffer buffer, FieldKey key, int nth);
 Result<int> erase_all(FieldBuffer buffer, FieldKey key);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "fb/fdlfile.h"
+#include "tests/support/field_table.h"
 #include "tests/support/files.h"
 #include "tests/support/host.h"
 #include "vxa/fbuf.h"
@@ -17,6 +18,7 @@
 namespace {
 
 using host::LogRecord;
+using host::TableFile;
 using host::TraceEvent;
 using testing::ElementsAre;
 
@@ -28,38 +30,6 @@ const std::string kOneField = host::bytes(
     "41 4d 4f 55 4e 54 __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __"
     "__ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __  01 00 00 18"
     "01 00 00 18  00 00 00 00");
-
-template <class Number>
-void put(std::string& bytes, std::size_t at, Number number) {
-  std::memcpy(&bytes[at], &number, sizeof number);
-}
-
-// A table file of n slots, free at first: an empty name with key 0, key 0 without a name.
-class TableFile {
- public:
-  explicit TableFile(int n) : slots_(static_cast<std::size_t>(n)), bytes_(12 + 60 * slots_, '\0') {
-    put(bytes_, 0, 8888);
-    put(bytes_, 4, n);
-    for (std::size_t slot = 0; slot < slots_; ++slot) put(bytes_, key_at(slot) + 4, -1);
-  }
-  TableFile& name(std::size_t slot, const char* name, int key) {
-    std::memcpy(&bytes_[12 + 52 * slot], name, std::strlen(name));
-    put(bytes_, 12 + 52 * slot + 48, key);
-    return *this;
-  }
-  TableFile& key(std::size_t slot, int key, int name) {
-    put(bytes_, key_at(slot), key);
-    put(bytes_, key_at(slot) + 4, name);
-    return *this;
-  }
-  const std::string& bytes() const { return bytes_; }
-
- private:
-  std::size_t key_at(std::size_t slot) const { return 12 + 52 * slots_ + 8 * slot; }
-
-  std::size_t slots_;
-  std::string bytes_;
-};
 
 class FieldTable : public testing::Test {
  protected:
@@ -258,7 +228,7 @@ TEST_F(FieldTable, RefusesBadHeadersAndBadLists) {
   std::string magic = kOneField, zero = kOneField, negative = kOneField;
   magic[0] = '\xb9';
   zero[4] = '\0';
-  put(negative, 4, -1);
+  negative.replace(4, 4, 4, '\xff');
   EXPECT_EQ(logged(folder_.write("magic", magic)),
             (LogRecord{0, 2, "FDL0504", "4408 Invalid magic number of FDL : 8889"}));
   const std::string file = folder_.path("n");

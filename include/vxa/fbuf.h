@@ -7,6 +7,7 @@
 #define VXA_FBUF_H
 
 #include <stdint.h>
+#include <stdio.h>
 
 #include "vxa_decls.h"
 
@@ -329,6 +330,39 @@ int fbbufop(void *dest, const void *src, int op);
 int fbbufop_proj(void *dest, const void *src, const int *keys);
 
 /* ---- Streams and printing ------------------------------------------------------------------------------------------ */
+
+/* Each returns 1, or -1 with FBEINVAL when buf or stream is null. Streams stay the caller's and are left open. */
+
+/* Writes a buffer as it lies in memory: the 136 bytes of its hidden header and its whole capacity, in host order.
+ * FBEOS (not all could be written), FBEBADFB (the buffer's header is damaged). */
+int fbwrite(const void *buf, FILE *stream);
+
+/* Reads what fbwrite wrote in place of what buf holds; of the stored hidden header only the capacity counts. FBEOS (the
+ * stream ends early), FBENOSPACE (buf is smaller than what was written), FBEMALLOC; buf is then as it was. What is read
+ * is not examined: fbisfbuf tells whether it is a field buffer. */
+int fbread(void *buf, FILE *stream);
+
+/* Lists the fields, a line each, on a stream or on standard output. "(r) " marks a fetched one. Names come from the
+ * field table; they are empty where it has none. FBEBADFB (no field buffer, which the stream is told too). */
+int fbfprint(const void *buf, FILE *stream);
+int fbprint(const void *buf);
+
+/* Applies a text of assignments, one a line, its columns separated by tabs:
+ *
+ *   NAME <tab> VALUE      adds an occurrence
+ *   +NAME <tab> VALUE     inserts as occurrence 0
+ *   -NAME <tab>           deletes occurrence 0
+ *   =NAME <tab> SOURCE    copies occurrence 0 of the field SOURCE into occurrence 0 of NAME
+ *   # anything            is ignored, as are empty lines and lines without a tab
+ *
+ * A name that begins with a digit from 1 to 8 is a key in decimal. A string or carray gets the text; a number gets its
+ * bytes from the first characters, as they are, with zeros behind the last: text is not converted. A line has up to
+ * 8099 characters and a longer one is taken in pieces; so many bytes can be copied, and a longer source fails with
+ * FBENOSPACE unless the setting FDL_LEN is TRU, which cuts it.
+ * The first assignment that fails ends the call with the code of its operation, those before it staying applied; an
+ * unknown name fails with FBETYPE, or with FBENOENT where its field is to be deleted or copied from. fberror is not
+ * reset on entry: a text without assignments leaves it as it was. */
+int fbextread(void *buf, FILE *stream);
 
 /* ---- Structs ------------------------------------------------------------------------------------------------------- */
 

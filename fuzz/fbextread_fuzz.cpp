@@ -1,0 +1,43 @@
+// Text assignments of any kind, on a small buffer; the first byte picks the length policy. What comes out is listed.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "base/file.h"
+#include "tests/support/field_table.h"
+#include "vxa/fbuf.h"
+#include "vxa/vxa_host.h"
+
+namespace {
+
+// A field of each type, named by the type.
+void use_field_table() {
+  host::TableFile table{8};
+  for (int slot = 0; slot < 8; ++slot) {
+    const int key = fbmake_fldkey(slot + 1, slot + 1);
+    table.name(static_cast<std::size_t>(slot), fbget_strfldtype(key), key);
+    table.key(static_cast<std::size_t>(slot), key, slot);
+  }
+  const int fd = memfd_create("fdl", 0);
+  const std::string& bytes = table.bytes();
+  if (write(fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) std::abort();
+  setenv("FDLFILE", ("/proc/self/fd/" + std::to_string(fd)).c_str(), 1);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const vxa::FilePtr listing{(use_field_table(), std::fopen("/dev/null", "w"))};
+  if (size < 2) return 0;
+  _vesk_flen_flag = data[0] % 4;
+  const vxa::FilePtr text{fmemopen(const_cast<std::uint8_t*>(data) + 1, size - 1, "r")};
+  void* buf = fballoc(0, data[0] % 2 == 0 ? 0 : 20000);
+  fbextread(buf, text.get());
+  if (fbget_unused(buf) < 0 || fbfprint(buf, listing.get()) != 1) std::abort();
+  fbfree(buf);
+  return 0;
+}

@@ -32,6 +32,7 @@ set(vxa_sources
     fb/fbtconv_fields.cpp
     fb/fbtconv_stored.cpp
     fb/fbtux.cpp
+    fb/fbtuxf.cpp
     fb/fcache.cpp
     fb/fdlfile.cpp
     fb/fields.cpp

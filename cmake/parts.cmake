@@ -31,6 +31,8 @@ if(BUILD_TESTING)
   vxa_part("tests" tests "libgtest-dev and libgmock-dev" "${GTest_FOUND}")
 endif()
 
+add_subdirectory(examples)
+
 if(BUILD_TESTING)
   add_subdirectory(fuzz)
 endif()

@@ -122,6 +122,7 @@ int key_of(std::string_view name) {
     throw TextError("not the number of a field: " + std::string(name));
   }
   const int key = fbget_fldkey(std::string(name).c_str());
+  if (key == 0 && fberror == 0) throw TextError("the field table cannot be loaded: FDLFILE must name its files");
   if (key == 0) throw TextError("no field of that name in the field table (FDLFILE): " + std::string(name));
   return key;
 }

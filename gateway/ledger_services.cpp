@@ -57,13 +57,14 @@ std::int64_t balance(Ledger& ledger, const Request& request) {
   return ledger.balance(request.changes, account_of(request));
 }
 
-// The request with one more field.
+// The request with one more field, the only one of the result.
 Buffer answer_with(Buffer request, int key, const void* value) {
   const int used = static_cast<int>(fbget_used(request.get()));
   void* grown = fbrealloc(request.get(), kAnswerFields, used + kAnswerBytes);
   if (!grown) throw std::bad_alloc();
   (void)request.release();
   Buffer answer{static_cast<char*>(grown)};
+  for (const int result : {field::kBalance, field::kMessage}) fbdelall(answer.get(), result);
   if (fbput(answer.get(), key, value, 0) != 1) throw std::bad_alloc();
   set_field_length(answer);
   return answer;

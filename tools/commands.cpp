@@ -6,6 +6,7 @@ namespace vxa::tools {
 void add_commands(CLI::App& vxa) {
   vxa.require_subcommand(1);
   add_gateway(vxa);
+  add_call(vxa);
   add_fdl(vxa);
   add_sdl(vxa);
   add_trace(vxa);

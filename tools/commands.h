@@ -12,6 +12,7 @@ namespace vxa::tools {
 // Adds every subcommand, in the order of the help text.
 void add_commands(CLI::App& vxa);
 
+void add_call(CLI::App& vxa);
 void add_gateway(CLI::App& vxa);
 void add_fdl(CLI::App& vxa);
 void add_sdl(CLI::App& vxa);

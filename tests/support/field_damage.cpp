@@ -1,6 +1,8 @@
 // Calls on field buffers whose bytes nobody vouches for.
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <stdexcept>
 
 #include "tests/support/field_model.h"
@@ -99,6 +101,53 @@ long call(char* buf, int which, int key, int argument) {
   }
 }
 
+// The same for the calls that convert, and for the compatibility operations.
+long call_converting(char* buf, int which, int key, int argument) {
+  static const char value[8] = "12.5";
+  const int type = argument + 3;
+  char area[Damaged::kCapacity + 8] = "5";
+  int length = sizeof area;
+  const auto place = [buf](const void* found) { return found ? static_cast<const char*>(found) - buf : -1L; };
+  const auto text = [](long result, const char* bytes, int size) {
+    return static_cast<long>(std::hash<std::string>{}(std::string(bytes, static_cast<std::size_t>(size)))) + result;
+  };
+  switch (which) {
+    case 0:
+      return fbputt(buf, key, value, 4, type);
+    case 1: {
+      const char* found = static_cast<char*>(fbgetvalt(buf, key, 0, &length, type));
+      return found ? text(1, found, length) : -1;
+    }
+    case 2:
+      return fbgetntht(buf, key, value, 4, type);
+    case 3: {
+      int position = argument * 8;
+      return text(fbgetc(buf, key, area, nullptr, &position, type), area, 64) + position;
+    }
+    case 4:
+      return fbchg_tut(buf, key, argument, argument % 2 ? value : nullptr, 4, type);
+    case 5:
+      return text(fbget_tut(buf, key, argument, area, &length, type), area, 64) + length;
+    case 6:
+      return text(fbgetlast_tu(buf, key, &argument, area, &length), area, 64) + argument + length;
+    case 7:
+      return place(fbgetval_last_tu(buf, key, &argument, &length)) + argument + length;
+    case 8: {
+      char* block = static_cast<char*>(argument % 2 ? fbgetalloc_tu(buf, key, 0, &length)
+                                                    : fbgetalloc_tut(buf, key, 0, type, &length));
+      const long result = block ? text(length, block, 1) : -1;
+      std::free(block);
+      return result;
+    }
+    case 9:
+      return fbgetvall_tu(buf, key, argument) + static_cast<long>(std::strlen(fbgetvals_tu(buf, key, argument)));
+    default: {
+      const int result = fbnext_tu(buf, &key, &argument, area, which % 2 ? nullptr : &length);
+      return text(result, area, 64) + key + argument + length;
+    }
+  }
+}
+
 }  // namespace
 
 void call_on_damaged(const std::uint8_t* bytes, std::size_t size) {
@@ -107,13 +156,16 @@ void call_on_damaged(const std::uint8_t* bytes, std::size_t size) {
   std::memcpy(&used, bytes, head);
   const Damaged cached{used, bytes + head, size - head}, fresh{used, bytes + head, size - head};
   for (std::size_t i = 0; i + 4 < size; i += 4) {
-    const int which = bytes[i] % 24;
+    const int which = bytes[i] % 37;
     const int argument = bytes[i + 1] % 7 - 1;
     const int key = cached.key_at(8 * (1 + bytes[i + 2] % 128)) & (bytes[i + 3] % 4 ? -1 : ~0x01000000);
+    const auto one_call = [=](char* buf) {
+      return which < 24 ? call(buf, which, key, argument) : call_converting(buf, which - 24, key, argument);
+    };
     _clear_fcache(fresh.get());
-    const long expected = call(fresh.get(), which, key, argument);
+    const long expected = one_call(fresh.get());
     const int expected_error = fberror;
-    if (call(cached.get(), which, key, argument) != expected || fberror != expected_error)
+    if (one_call(cached.get()) != expected || fberror != expected_error)
       throw std::logic_error("result depends on the cache: call " + std::to_string(which));
     if (std::memcmp(cached.get(), fresh.get(), Damaged::kCapacity) != 0)
       throw std::logic_error("contents depend on the cache: call " + std::to_string(which));

@@ -7,8 +7,9 @@ include(CMakePackageConfigHelpers)
 
 target_include_directories(vxa PUBLIC $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
                                       $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/vxa>)
-install(TARGETS vxa EXPORT vxa
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development)
+install(TARGETS vxa vxahost vxahost_static EXPORT vxa
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 install(DIRECTORY include/vxa DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development FILES_MATCHING PATTERN "*.h")
 
 set(vxa_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vxa)
@@ -20,5 +21,7 @@ install(FILES ${PROJECT_BINARY_DIR}/vxa-config.cmake ${PROJECT_BINARY_DIR}/vxa-c
 
 # Relative to where the file lies, so that an installed tree may be moved.
 file(RELATIVE_PATH vxa_pc_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-configure_file(packaging/vxa.pc.in vxa.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/vxa.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+foreach(package vxa vxahost)
+  configure_file(packaging/${package}.pc.in ${package}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endforeach()

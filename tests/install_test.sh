@@ -21,6 +21,13 @@ for program in "$prefix/by-pkg-config" "$prefix/build/outside"; do
   [ "$said" = "$expected" ] || { echo "$program said: $said"; exit 1; }
 done
 
+# Linked with libvxahost, which shows the calls, found both ways.
+cc -std=c99 "$source/examples/outside/outside.c" $(pkg-config --cflags --libs vxahost) -o "$prefix/by-pkg-config-host"
+for program in "$prefix/by-pkg-config-host" "$prefix/build/outside_with_host"; do
+  shown=$(VESK_TRACE=on LD_LIBRARY_PATH=$library_dir "$program" 2>&1 >/dev/null)
+  echo "$shown" | grep -q 'tpalloc(.*) = 0x' || { echo "$program showed: $shown"; exit 1; }
+done
+
 # Each public header stands alone, in C99 and in C++.
 for header in "$prefix"/usr/include/vxa/*.h; do
   printf '#include <vxa/%s>\nextern int unit_is_not_empty;\n' "$(basename "$header")" > "$prefix/alone.c"

@@ -8,8 +8,8 @@
 
 #include "base/file.h"
 #include "tests/support/field_table.h"
-#include "tests/support/files.h"
 #include "tests/support/host.h"
+#include "tests/support/temp_dir.h"
 #include "vxa/fbuf.h"
 #include "vxa/vxa_host.h"
 #include "vxa/xatmi.h"
@@ -42,7 +42,7 @@ class Streams : public testing::Test {
     host::TableFile file{3};
     file.name(0, "NOTE", kString).name(1, "BLOB", kCarray).name(2, "COUNT_OF_ALL_THE_THINGS", kInt);
     file.key(0, kString, 0).key(1, kCarray, 1).key(2, kInt, 2);
-    return folder_.write("table", file.bytes());
+    return folder_.file("table", file.bytes());
   }
 
   static std::string contents(std::FILE* stream) {
@@ -76,7 +76,7 @@ class Streams : public testing::Test {
   }
 
   void* buf_;
-  host::Folder folder_;
+  host::TempDir folder_;
   std::string table_;
   host::Environment fdlfile_;
 };

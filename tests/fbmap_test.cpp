@@ -11,8 +11,8 @@
 
 #include "fb/fdlfile.h"
 #include "tests/support/field_table.h"
-#include "tests/support/files.h"
 #include "tests/support/host.h"
+#include "tests/support/temp_dir.h"
 #include "vxa/fbuf.h"
 
 namespace {
@@ -43,9 +43,9 @@ class FieldTable : public testing::Test {
     fbkeynm_unload();
     environment_.emplace("FDLFILE", list.c_str());
   }
-  void use_file(const TableFile& file) { use(folder_.write("table", file.bytes())); }
+  void use_file(const TableFile& file) { use(folder_.file("table", file.bytes())); }
 
-  host::Folder folder_;
+  host::TempDir folder_;
   std::optional<host::Environment> environment_;
 };
 
@@ -95,7 +95,7 @@ TEST(FieldHashes, ByMask) {
 }
 
 TEST_F(FieldTable, OneField) {
-  use(folder_.write("one", kOneField));
+  use(folder_.file("one", kOneField));
   EXPECT_EQ(kOneField.size(), 72u);
   EXPECT_EQ(fbget_fldkey("AMOUNT"), 402653185);
   EXPECT_STREQ(fbget_fldname(402653185), "AMOUNT");
@@ -135,7 +135,7 @@ TEST_F(FieldTable, MaskFollowsTheSlotsOfAllFiles) {
     int slots = 0;
     for (int n : c.slots) {
       slots += n;
-      list.append(",").append(folder_.write(std::to_string(n), TableFile{n}.name(0, "AB", kAmount).bytes()));
+      list.append(",").append(folder_.file(std::to_string(n), TableFile{n}.name(0, "AB", kAmount).bytes()));
     }
     use(list + ",");
     EXPECT_EQ(fbget_fldkey("AB"), kAmount);
@@ -160,9 +160,9 @@ TEST_F(FieldTable, LookupsStartAtTheHashAndRunInACircle) {
 }
 
 TEST_F(FieldTable, LaterFilesShiftTheirNameIndexes) {
-  const std::string first = folder_.write("first", TableFile{2}.name(0, "A", 11).key(0, 11, 0).bytes());
-  const std::string second = folder_.write("second", TableFile{2}.name(1, "B", 12).key(0, 12, 1).bytes());
-  const std::string third = folder_.write("third", kOneField);
+  const std::string first = folder_.file("first", TableFile{2}.name(0, "A", 11).key(0, 11, 0).bytes());
+  const std::string second = folder_.file("second", TableFile{2}.name(1, "B", 12).key(0, 12, 1).bytes());
+  const std::string third = folder_.file("third", kOneField);
   use(first + "," + second + ",," + third);
   EXPECT_EQ(fbget_fldkey("B"), 12);
   EXPECT_STREQ(fbget_fldname(12), "B");
@@ -190,8 +190,8 @@ TEST_F(FieldTable, DamagedNamesAndIndexesLeadNowhere) {
   TableFile file{4};
   file.name(0, std::string(48, 'A').c_str(), 5).name(1, "GOOD", 6);
   file.key(0, 5, 0).key(1, 6, 4).key(2, 7, -2).key(3, 8, 0x7fffffff);
-  const std::string good = folder_.write("good", kOneField);
-  use(folder_.write("damaged", file.bytes()) + "," + good);
+  const std::string good = folder_.file("good", kOneField);
+  use(folder_.file("damaged", file.bytes()) + "," + good);
   EXPECT_EQ(fbget_fldkey(std::string(48, 'A').c_str()), 0);
   EXPECT_EQ(fberror, FBENOENT);
   for (int key : {5, 6, 7, 8}) {
@@ -204,7 +204,7 @@ TEST_F(FieldTable, DamagedNamesAndIndexesLeadNowhere) {
 
 TEST_F(FieldTable, AFileCutOffAnywhereFailsAtItsRead) {
   for (std::size_t length = 0; length < kOneField.size(); ++length) {
-    use(folder_.write("cut", kOneField.substr(0, length)));
+    use(folder_.file("cut", kOneField.substr(0, length)));
     EXPECT_EQ(fbget_fldkey("AMOUNT"), 0);
     EXPECT_EQ(fberror, 0);
     EXPECT_EQ(_fldname, nullptr);
@@ -229,15 +229,15 @@ TEST_F(FieldTable, RefusesBadHeadersAndBadLists) {
   magic[0] = '\xb9';
   zero[4] = '\0';
   negative.replace(4, 4, 4, '\xff');
-  EXPECT_EQ(logged(folder_.write("magic", magic)),
+  EXPECT_EQ(logged(folder_.file("magic", magic)),
             (LogRecord{0, 2, "FDL0504", "4408 Invalid magic number of FDL : 8889"}));
   const std::string file = folder_.path("n");
-  folder_.write("n", zero);
+  folder_.file("n", zero);
   EXPECT_EQ(logged(file), (LogRecord{0, 2, "FDL0505", "4507 FDL table size is zero : " + file}));
-  folder_.write("n", negative);
+  folder_.file("n", negative);
   EXPECT_EQ(logged(file), (LogRecord{0, 2, "FDL0505", "4507 FDL table size is zero : " + file}));
 
-  const std::string good = folder_.write("good", kOneField), missing = folder_.path("missing");
+  const std::string good = folder_.file("good", kOneField), missing = folder_.path("missing");
   EXPECT_EQ(logged(good + "," + missing), (LogRecord{1, 2, "FDL0502", "0010 file open error : " + missing}));
   EXPECT_EQ(logged(good + "," + missing).code, "FDL0502") << "every lookup tries again";
 }
@@ -246,7 +246,7 @@ TEST_F(FieldTable, RefusesAListThatIsAbsentOrTooLong) {
   environment_.emplace("FDLFILE", nullptr);
   EXPECT_EQ(_ffile_load(), -1);
   EXPECT_THAT(host::take_log(), ElementsAre(LogRecord{0, 2, "FDL0501", "0100 getenv error : "}));
-  const std::string good = folder_.write("good", kOneField);
+  const std::string good = folder_.file("good", kOneField);
   const std::string fits = good + std::string(255 - good.size(), ',');
   use(fits + ",");
   EXPECT_EQ(_ffile_load(), -1);
@@ -264,7 +264,7 @@ TEST_F(FieldTable, LogsOnlyWhatTheHostWants) {
 }
 
 TEST_F(FieldTable, Traces) {
-  use(folder_.write("one", kOneField));
+  use(folder_.file("one", kOneField));
   host::Tracing tracing;
   fbget_fldkey("AMOUNT");
   fbget_fldkey("NONE");

@@ -13,8 +13,8 @@
 #include <string_view>
 
 #include "fb/fbmap.h"
-#include "tests/support/files.h"
 #include "tests/support/host.h"
+#include "tests/support/temp_dir.h"
 #include "tools/commands.h"
 #include "tools/field_text.h"
 #include "tools/source_error.h"
@@ -76,8 +76,8 @@ TEST(FdlCompiler, TheLibraryFindsEveryFieldOfItsTables) {
   for (int count : {10, 512, 513, 3000}) {
     const std::string text = many_fields(count);
     const FdlImage image = compiled(text);
-    const host::Folder folder;
-    const host::Environment environment("FDLFILE", folder.write("table", image.bytes).c_str());
+    const host::TempDir folder;
+    const host::Environment environment("FDLFILE", folder.file("table", image.bytes).c_str());
     fbkeynm_unload();
     double probes = 0;
     for (const Field& field : parse_field_text(text).fields) {
@@ -174,18 +174,18 @@ class FdlCommand : public testing::Test {
     return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder_.path("")), {}));
   }
 
-  host::Folder folder_;
+  host::TempDir folder_;
   CLI::App vxa_;
 };
 
 TEST_F(FdlCommand, WritesTableAndHeader) {
-  const std::string text = folder_.write("bank.txt", "AMOUNT 1 double\n");
+  const std::string text = folder_.file("bank.txt", "AMOUNT 1 double\n");
   testing::internal::CaptureStdout();
   run(text + " --header " + folder_.path("bank.h"));
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             folder_.path("bank.fdl") + ": 1 fields in 1 slots; probes of a lookup: 1.00 by name, 1.00 by key\n");
-  EXPECT_EQ(folder_.read("bank.fdl"), compiled("AMOUNT 1 double").bytes);
-  EXPECT_THAT(folder_.read("bank.h"), testing::HasSubstr("\n#define AMOUNT ((int)402653185) "));
+  EXPECT_EQ(folder_.contents(folder_.path("bank.fdl")), compiled("AMOUNT 1 double").bytes);
+  EXPECT_THAT(folder_.contents(folder_.path("bank.h")), testing::HasSubstr("\n#define AMOUNT ((int)402653185) "));
 
   testing::internal::CaptureStdout();
   run("--dump " + folder_.path("bank.fdl"));
@@ -194,11 +194,11 @@ TEST_F(FdlCommand, WritesTableAndHeader) {
 }
 
 TEST_F(FdlCommand, LeavesEveryFileAsItWasWhenItFails) {
-  folder_.write("bank.fdl", "old");
-  folder_.write("bank.h", "old");
-  folder_.write("bad.txt", "AMOUNT 1 money\n");
-  folder_.write("name.txt", "A.B 1 int\n");
-  folder_.write("good.txt", "A 1 int\n");
+  folder_.file("bank.fdl", "old");
+  folder_.file("bank.h", "old");
+  folder_.file("bad.txt", "AMOUNT 1 money\n");
+  folder_.file("name.txt", "A.B 1 int\n");
+  folder_.file("good.txt", "A 1 int\n");
   const std::string outputs = " -o " + folder_.path("bank.fdl") + " --header " + folder_.path("bank.h");
   testing::internal::CaptureStderr();
   EXPECT_THROW(run(folder_.path("bad.txt") + outputs), CLI::RuntimeError);
@@ -207,10 +207,10 @@ TEST_F(FdlCommand, LeavesEveryFileAsItWasWhenItFails) {
               testing::AllOf(testing::HasSubstr("bad.txt:1:10: "), testing::HasSubstr("name.txt:1:1: ")));
   EXPECT_THROW(run(folder_.path("good.txt") + " -o " + folder_.path("bank.fdl") + " --header /dev/null"),
                std::runtime_error);
-  EXPECT_THROW(run(folder_.write("text.fdl", "A 1 int\n")), std::runtime_error) << "would replace its own input";
-  EXPECT_EQ(folder_.read("text.fdl"), "A 1 int\n");
-  EXPECT_EQ(folder_.read("bank.fdl"), "old");
-  EXPECT_EQ(folder_.read("bank.h"), "old");
+  EXPECT_THROW(run(folder_.file("text.fdl", "A 1 int\n")), std::runtime_error) << "would replace its own input";
+  EXPECT_EQ(folder_.contents(folder_.path("text.fdl")), "A 1 int\n");
+  EXPECT_EQ(folder_.contents(folder_.path("bank.fdl")), "old");
+  EXPECT_EQ(folder_.contents(folder_.path("bank.h")), "old");
   EXPECT_EQ(files(), 6u);
 }
 

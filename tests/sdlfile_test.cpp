@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/files.h"
 #include "tests/support/host.h"
+#include "tests/support/temp_dir.h"
 #include "vxa/vxa_host.h"
 #include "vxa/xatmi.h"
 
@@ -59,9 +59,9 @@ class StructFile : public testing::Test {
     EXPECT_EQ(_sdl_field_table_size, 0);
   }
 
-  host::Folder folder_;
-  std::string one_ = folder_.write("one.sdl", first_file() + "what follows is ignored");
-  std::string two_ = folder_.write("two.sdl", second_file());
+  host::TempDir folder_;
+  std::string one_ = folder_.file("one.sdl", first_file() + "what follows is ignored");
+  std::string two_ = folder_.file("two.sdl", second_file());
 };
 
 TEST_F(StructFile, SeveralAreJoinedAndRenumbered) {
@@ -97,7 +97,7 @@ TEST_F(StructFile, SeveralAreJoinedAndRenumbered) {
 
 // A range in a later file goes by the distance between its ends, starting behind the struct before it.
 TEST_F(StructFile, RenumberingChainsOnTheRowBefore) {
-  const std::string odd = folder_.write(
+  const std::string odd = folder_.file(
       "odd.sdl", file_header(2, 1) + struct_bytes("x", 7, 9, 4) + struct_bytes("y", 5, 4, 4) + member_bytes("m"));
   ASSERT_EQ(load(two_ + "," + odd), 1);
   EXPECT_EQ(_sdl_table[1].first, 2);
@@ -128,8 +128,8 @@ TEST_F(StructFile, TheListIsTakenFromOneVariable) {
 TEST_F(StructFile, OneThatIsNoneEndsTheLoadWithWhatCameBefore) {
   _sdlfile_loadsw = 0;
   const std::string missing = folder_.path("missing.sdl");
-  const std::string foreign = folder_.write("foreign.sdl", bytes("60 1e 00 00") + std::string(400, '\0'));
-  const std::string stub = folder_.write("stub.sdl", first_file().substr(0, 11));
+  const std::string foreign = folder_.file("foreign.sdl", bytes("60 1e 00 00") + std::string(400, '\0'));
+  const std::string stub = folder_.file("stub.sdl", first_file().substr(0, 11));
   for (const std::string& bad : {missing, foreign, stub, folder_.path("")}) {
     EXPECT_EQ(load(two_ + "," + bad + "," + one_), -1) << bad;
     EXPECT_EQ(_sdl_table_size, 1) << bad;
@@ -145,7 +145,7 @@ TEST_F(StructFile, OneThatIsNoneEndsTheLoadWithWhatCameBefore) {
 }
 
 TEST_F(StructFile, OneCutShortAnywhereLeavesNothing) {
-  const std::string cut = folder_.write("cut.sdl", first_file());
+  const std::string cut = folder_.file("cut.sdl", first_file());
   for (std::size_t length = first_file().size() - 1; length >= 12; --length) {
     std::filesystem::resize_file(cut, length);
     ASSERT_EQ(load(two_ + "," + cut), -1) << length;
@@ -168,14 +168,14 @@ TEST_F(StructFile, CountsThatLieAreFailedReads) {
                {2, -5, nullptr},
                {2, 6, nullptr}};
   for (const Case& c : cases) {
-    const std::string lying = folder_.write("lying.sdl", file_header(c.structs, c.members) + first_file().substr(12));
+    const std::string lying = folder_.file("lying.sdl", file_header(c.structs, c.members) + first_file().substr(12));
     EXPECT_EQ(load(lying), -1) << c.structs << " " << c.members;
     expect_empty();
     std::vector<LogRecord> expected;
     if (c.log) expected.push_back({1, 2, "CLI0122", c.log});
     EXPECT_EQ(host::take_log(), expected) << c.structs << " " << c.members;
   }
-  const std::string huge = folder_.write("huge.sdl", file_header(0x7fffffff, 1) + first_file().substr(12));
+  const std::string huge = folder_.file("huge.sdl", file_header(0x7fffffff, 1) + first_file().substr(12));
   EXPECT_EQ(load(one_ + "," + huge), -1);
   expect_empty();
 }

@@ -146,7 +146,7 @@ Field field_of(const fdl::NameRecord& record) {
   if (const std::string fault = fault_of_name(name); !fault.empty())
     throw std::runtime_error("damaged: " + fault + ", found \"" + name + '"');
   const fb::FieldKey key{record.key};
-  const Field field{name, key.type(), key.number()};
+  Field field{name, key.type(), key.number()};
   if (!fb::type_known(field.type) || field.key() != record.key)
     throw std::runtime_error("damaged: " + name + " has " + std::to_string(record.key) + ", which is no key");
   return field;

@@ -23,11 +23,11 @@ class TempDir {
   }
 
   std::string path() const { return path_; }
-  std::string path(const char* name) const { return path_ / name; }
+  std::string path(const std::string& name) const { return path_ / name; }
 
   // Writes a file of that name and gives its path.
-  std::string file(const char* name, std::string_view contents) const {
-    std::ofstream(path_ / name, std::ios::binary) << contents;
+  std::string file(const std::string& name, std::string_view bytes) const {
+    std::ofstream(path_ / name, std::ios::binary) << bytes;
     return path(name);
   }
 

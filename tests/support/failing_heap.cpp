@@ -1,0 +1,43 @@
+#include "tests/support/failing_heap.h"
+
+#include <dlfcn.h>
+
+#include <cstddef>
+#include <cstring>
+
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* block, std::size_t size);
+}
+
+namespace {
+
+int left = 0;  // allocations of the library until the one that fails; 0: none is to fail, or it did
+
+bool called_by_library(const void* return_address) {
+  Dl_info caller;
+  return dladdr(return_address, &caller) != 0 && std::strstr(caller.dli_fname, "/libvxa.so") != nullptr;
+}
+
+bool to_fail(const void* return_address) { return left > 0 && called_by_library(return_address) && --left == 0; }
+
+}  // namespace
+
+namespace host {
+
+FailingHeap::FailingHeap(int nth) { left = nth; }
+FailingHeap::~FailingHeap() { left = 0; }
+bool FailingHeap::failed() { return left == 0; }
+
+}  // namespace host
+
+extern "C" void* malloc(std::size_t size) {
+  return to_fail(__builtin_return_address(0)) ? nullptr : __libc_malloc(size);
+}
+extern "C" void* calloc(std::size_t count, std::size_t size) {
+  return to_fail(__builtin_return_address(0)) ? nullptr : __libc_calloc(count, size);
+}
+extern "C" void* realloc(void* block, std::size_t size) {
+  return to_fail(__builtin_return_address(0)) ? nullptr : __libc_realloc(block, size);
+}

@@ -1,5 +1,7 @@
 // Struct descriptions: the bytes a text compiles to, what is refused and where, and that the library converts the
 // structs that the compiler lays out.
+#include "tools/sdl_compiler.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,7 +10,6 @@
 #include <fstream>
 
 #include "tests/support/host.h"
-#include "tools/sdl_compiler.h"
 #include "tools/source_error.h"
 #include "vxa/vxa_host.h"
 #include "vxa/xatmi.h"
@@ -34,12 +35,13 @@ std::string member(const char* name, const char* key_and_type, const char* null_
 
 TEST(SdlCompiler, MakesTheFileByteForByte) {
   // short at 0, six bytes of tags at 2, double at 8: 16 bytes in memory, 2 + 6 + 8 = 16 on the wire.
-  const std::string expected = host::bytes("61 1e 00 00  01 00 00 00  03 00 00 00") + padded("item", 16) +
-                               std::string(16, '\0') + host::bytes("00 00 00 00  02 00 00 00") + std::string(8, '\0') +
-                               host::bytes("10 00 00 00  00 00 00 00  10 00 00 00  00 00 00 00") +
-                               member("code", "01 00 00 08  02 00 00 00", "", "01 00 00 00  00 00 00 00  00 00 00 00") +
-                               member("tag", "02 00 00 20  08 00 00 00", "x\"", "06 00 00 00  03 00 00 00  02 00 00 00") +
-                               member("price", "03 00 00 18  06 00 00 00", "-0.5", "01 00 00 00  00 00 00 00  08 00 00 00");
+  const std::string expected =
+      host::bytes("61 1e 00 00  01 00 00 00  03 00 00 00") + padded("item", 16) + std::string(16, '\0') +
+      host::bytes("00 00 00 00  02 00 00 00") + std::string(8, '\0') +
+      host::bytes("10 00 00 00  00 00 00 00  10 00 00 00  00 00 00 00") +
+      member("code", "01 00 00 08  02 00 00 00", "", "01 00 00 00  00 00 00 00  00 00 00 00") +
+      member("tag", "02 00 00 20  08 00 00 00", "x\"", "06 00 00 00  03 00 00 00  02 00 00 00") +
+      member("price", "03 00 00 18  06 00 00 00", "-0.5", "01 00 00 00  00 00 00 00  08 00 00 00");
   EXPECT_EQ(compile_structs(parse_struct_text(kText)), expected);
 }
 

@@ -9,6 +9,7 @@ void add_commands(CLI::App& vxa) {
   add_call(vxa);
   add_fdl(vxa);
   add_sdl(vxa);
+  add_dump(vxa);
   add_trace(vxa);
 }
 

@@ -16,6 +16,7 @@ void add_call(CLI::App& vxa);
 void add_gateway(CLI::App& vxa);
 void add_fdl(CLI::App& vxa);
 void add_sdl(CLI::App& vxa);
+void add_dump(CLI::App& vxa);
 void add_trace(CLI::App& vxa);
 
 }  // namespace vxa::tools

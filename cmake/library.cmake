@@ -37,6 +37,7 @@ set(vxa_sources
     fb/fdlfile.cpp
     fb/fields.cpp
     fb/scratch.cpp
+    fb/tally.cpp
     sdl/memberwise.cpp
     sdl/sdlfile.cpp
     sdl/sdltable.cpp

@@ -3,6 +3,7 @@
 #include "fb/fberror.h"
 #include "fb/fbtconv.h"
 #include "fb/fields.h"
+#include "fb/tally.h"
 
 namespace vxa::fb {
 
@@ -10,19 +11,25 @@ namespace {
 
 constexpr FieldKey kStart{0};
 
+// The record that the caller was told last.
+Record told_record(FieldBuffer buffer, FieldKey key, int nth) {
+  const Record last = tally::last_added(buffer, key, nth);
+  return last ? last : find(buffer, key, nth);
+}
+
 // The record behind occurrence nth of the key, for key 0 the first one; none at the end. FBEINVAL when there is no such
 // occurrence, FBEBADFB at a stored key 0, which would start the caller over.
 Result<Record> next_record(FieldBuffer buffer, FieldKey key, int nth) {
-  char* at = buffer.fields();
-  if (key != kStart) {
-    const Record previous = find(buffer, key, nth);
-    if (!previous) return Error{FBEINVAL};
-    at = previous.at() + previous.slot_length();
-  }
-  for (const Record record : buffer.records_from(at)) {
+  const bool start = key == kStart;
+  if (start) tally::start(buffer);
+  const Record told = start ? Record{} : told_record(buffer, key, nth);
+  if (!start && !told) return Error{FBEINVAL};
+  for (const Record record : buffer.records_from(start ? buffer.fields() : told.at())) {
+    if (record.at() == told.at()) continue;
     if (record.key() == kStart) return Error{FBEBADFB};
     return record;
   }
+  tally::end(buffer);
   return Record{};
 }
 
@@ -36,7 +43,8 @@ std::int64_t room_for_copy(Record record) {
 
 // Tells the caller which record it gets.
 void tell(FieldBuffer buffer, Record record, int* key, int* occ, int* len) {
-  *occ = occurrence_of(buffer, record);
+  const int occurrence = tally::add(buffer, record);
+  *occ = occurrence < 0 ? occurrence_of(buffer, record) : occurrence;
   *key = static_cast<int>(record.key().word());
   if (len) *len = told_length(record);
 }

@@ -31,6 +31,13 @@ struct Boundary {
 
 Boundary boundary = {};
 
+// The watched buffer, null once it changed.
+const void* watched = nullptr;
+
+void note_change(const void* buffer) {
+  if (watched == buffer) watched = nullptr;
+}
+
 std::uint32_t slot_of(const void* buffer, std::uint32_t key) {
   const auto address = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(buffer));
   return (((address & 0xFFF00u) >> 10) + key) % kSlots;
@@ -97,6 +104,7 @@ int record(const void* buffer, std::uint32_t key, std::int32_t occurrence, std::
 }
 
 void forget(const void* buffer, std::uint32_t key) {
+  note_change(buffer);
   if (!_fcache) return;
   const std::uint32_t at = slot_of(buffer, key);
   Slot& slot = _fcache[at];
@@ -111,7 +119,11 @@ std::int64_t boundary_before(const void* buffer, std::int64_t offset) {
   return boundary.buffer == buffer && boundary.offset <= offset ? boundary.offset : 0;
 }
 
+void watch(const void* buffer) { watched = buffer; }
+bool unchanged(const void* buffer) { return watched == buffer; }
+
 bool clear(const void* buffer) {
+  note_change(buffer);
   if (boundary.buffer == buffer) boundary = {};
   if (!_fcache) return false;
   for (Index at = chains->head[group_of(buffer)]; at != kNone;) {

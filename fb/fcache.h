@@ -41,6 +41,11 @@ void forget(const void* buffer, std::uint32_t key);
 void note_boundary(const void* buffer, std::uint32_t offset);
 std::int64_t boundary_before(const void* buffer, std::int64_t offset);
 
+// Watches one buffer, or none (null), and tells whether it is the one watched and nothing of it was cleared or
+// forgotten since.
+void watch(const void* buffer);
+bool unchanged(const void* buffer);
+
 // Empties the buffer's slots, in time proportional to their number. False when nothing was ever recorded.
 bool clear(const void* buffer);
 

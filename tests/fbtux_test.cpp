@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <random>
 
 #include "fb/scratch.h"
 #include "tests/support/field_buffer.h"
@@ -417,6 +418,66 @@ TEST(Next, VisitsEveryRecordWithItsOccurrence) {
   EXPECT_EQ(steps(buf), expected);
   EXPECT_EQ(steps(buf), expected) << "from where the first loop left the cache";
   EXPECT_EQ(steps(buf, true), expected);
+}
+
+// One walk over a buffer of 8-byte records, held against a count of the words before each.
+class Walk {
+ public:
+  explicit Walk(const Buffer& buf) : buf_(buf) {}
+
+  // One step; false at the end.
+  bool step() {
+    if (fbnext_tu(buf_, &field_, &nth_, nullptr, nullptr) != 1) {
+      EXPECT_EQ(std::tuple(fberror, at_), std::tuple(0, fbget_used(buf_)));
+      return false;
+    }
+    int before = 0;
+    for (int offset = 8; offset < at_; offset += 8) before += buf_.key_at(offset) == buf_.key_at(at_);
+    EXPECT_EQ(std::tuple(field_, nth_), std::tuple(buf_.key_at(at_), before)) << "at " << at_;
+    at_ += 8;
+    return true;
+  }
+  int field() const { return field_; }
+
+ private:
+  const Buffer& buf_;
+  int at_ = 8;
+  int field_ = 0;
+  int nth_ = 0;
+};
+
+TEST(Next, CountsRightWhateverHappensBetweenSteps) {
+  std::mt19937 random{4711};
+  const auto some_key = [&](unsigned of) { return key(FB_INT, 1 + static_cast<int>(random() % of)); };
+  for (int round = 0; round < 60; ++round) {
+    Buffer one(3000), other(3000);
+    const unsigned keys = round % 3 ? 7 : 500;
+    for (int i = 0; i < 300; ++i) one.put(some_key(keys), i), other.put(some_key(keys), i);
+    Walk walks[] = {Walk(one), Walk(other)};
+    for (const Walk& interrupting = walks[1]; walks[0].step();) {
+      const int field = some_key(keys);
+      int taken = 0;
+      switch (random() % 40) {
+        case 0:
+          if (field != walks[0].field()) fbget(one, field, &taken, nullptr);
+          break;
+        case 1:
+          if (field != interrupting.field()) fbget(other, field, &taken, nullptr);
+          break;
+        case 2:
+          one.put(field, 0);
+          break;
+        case 3:
+          fbinsert(one, field, fbkeyoccur(one, field), &taken, 0);
+          break;
+        case 4:
+          walks[1].step();
+          break;
+        default:
+          break;
+      }
+    }
+  }
 }
 
 TEST(Next, CopiesValuesThatAreNotNull) {

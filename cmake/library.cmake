@@ -38,6 +38,8 @@ set(vxa_sources
     fb/fields.cpp
     fb/scratch.cpp
     fb/tally.cpp
+    sdl/fbaux.cpp
+    sdl/member.cpp
     sdl/memberwise.cpp
     sdl/sdlfile.cpp
     sdl/sdltable.cpp

@@ -27,6 +27,10 @@ Result<Value> convert(int totype, int fromtype, Value from);
 // failures: FBEINVAL (out is null), FBEBADFLD (bad target type), FBETYPE (record of unknown type).
 Outcome convert_stored(Record stored, int totype, void* out, int& length);
 
+// Occurrence nth as another type, as convert gives it; a stored long has 32 bits, which count as an int. FBEINVAL
+// without a buffer, FBENOENT, or as convert.
+Result<Value> value_as(const void* buf, FieldKey key, int nth, int totype);
+
 }  // namespace vxa::fb
 
 VXA_EXPORT int _typcvt_update(void* out, int totype, int* len, const void* rec);

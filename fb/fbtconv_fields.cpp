@@ -6,9 +6,6 @@
 
 namespace vxa::fb {
 
-namespace {
-
-// Occurrence nth as another type. A stored long has 32 bits, which count as an int.
 Result<Value> value_as(const void* buf, FieldKey key, int nth, int totype) {
   if (!buf) return Error{FBEINVAL};
   const Record record = find(FieldBuffer{buf}, key, nth);
@@ -16,6 +13,8 @@ Result<Value> value_as(const void* buf, FieldKey key, int nth, int totype) {
   const int fromtype = record.type() == kLong ? int{kInt} : record.type();
   return convert(totype, fromtype, Value{record.value(), static_cast<int>(record.value_length())});
 }
+
+namespace {
 
 Outcome fetch_as(FieldBuffer buffer, FieldKey key, int totype, void* dest, int& length, int& position) {
   const Record record = find_from(buffer, key, 0, position);

@@ -19,10 +19,10 @@ const StructRow* find_struct(const char* name) {
   return nullptr;
 }
 
-std::span<const MemberRow> members_of(const StructRow& row) {
+std::span<const MemberRow> members_between(std::int32_t first, std::int32_t last) {
   if (!_sdl_field_table) return {};
-  const std::int32_t first = std::max(row.first, 0);
-  const std::int32_t last = std::min(row.last, _sdl_field_table_size - 1);
+  first = std::max(first, 0);
+  last = std::min(last, _sdl_field_table_size - 1);
   if (first > last) return {};
   return {_sdl_field_table + first, static_cast<std::size_t>(last - first) + 1};
 }

@@ -19,8 +19,9 @@ inline constexpr std::size_t kNameLength = 16;
 // Null when there is none.
 const StructRow* find_struct(const char* name);
 
-// A struct's member rows, as far as the member table holds them.
-std::span<const MemberRow> members_of(const StructRow& row);
+// The member rows from first to last, as far as the member table holds them.
+std::span<const MemberRow> members_between(std::int32_t first, std::int32_t last);
+inline std::span<const MemberRow> members_of(const StructRow& row) { return members_between(row.first, row.last); }
 
 // Bytes that an element of a member of that type takes in the struct; strings and carrays are counted in bytes. 0 for
 // an unknown type.

@@ -366,6 +366,32 @@ int fbextread(void *buf, FILE *stream);
 
 /* ---- Structs ------------------------------------------------------------------------------------------------------- */
 
+/* The struct is the caller's, laid out as its description says (see _sdlfile_load in vxa_host.h); name: at most 16
+ * characters count. Element i of a member is occurrence i of the member's field; members of strings and carrays have as
+ * many elements as their element length fits. A field of another type than its member is converted. All calls fail with
+ * FBEBADSTRUCT when the struct is not described, and with FBEINVAL when an address is null. */
+
+/* Fills a struct from a field buffer. Elements without an occurrence get their null value; a text is cut to its element
+ * (then without terminator) or filled up with zero bytes, except that one from a carray field leaves the rest of the
+ * element alone. Returns 1, or -1; a missing field leaves FBENOENT in fberror all the same. */
+int fbftos(const void *buf, void *record, const char *name);
+
+/* Moves the elements of a struct that are not null into a field buffer. mode: 4 adds them as new occurrences, and those
+ * that do not fit are left out: fberror tells of the last one; 5, 6 and 7 gather them in a work buffer, which is joined
+ * as by fbbufop. The work buffer has 4 bytes for each byte of the struct, 1024 at least: in a larger struct the last of
+ * very small elements (char arrays, texts below 4 bytes, numbers that become texts or doubles) do not fit and are left
+ * out. Returns 1, or -1: FBEINVAL (also for another mode), FBEMALLOC, or as fbbufop. */
+int fbstof(void *buf, const void *record, int mode, const char *name);
+
+/* Whether an occurrence of a member is zero, whatever its null value; in strings and carrays, occurrences are bytes.
+ * Returns 1, 0, or -1: FBEBADSTRUCT (also outside the member's count), or 0 in fberror for an unknown member. */
+int fbsnull(const void *record, const char *member, int occurrence, const char *name);
+
+/* Set a whole struct, or all members of one name, to their null values. A text that is too long is cut to end within
+ * its element; bytes behind it stay. Return 1, also when no member has the name, or -1. */
+int fbstinit(void *record, const char *name);
+int fbstelinit(void *record, const char *member, const char *name);
+
 VXA_END_DECLS
 
 #endif

@@ -1,0 +1,290 @@
+// Structs from field buffers and back: every member type, arrays, texts at the edge of their element, null values.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/field_buffer.h"
+#include "tests/support/host.h"
+#include "tests/support/structs.h"
+#include "vxa/xatmi.h"
+
+namespace {
+
+using fields::Buffer;
+using fields::key;
+using host::member_row;
+using testing::ElementsAre;
+
+constexpr int kQty = key(FB_INT, 1);
+constexpr int kLabel = key(FB_STRING, 2);
+constexpr int kFlag = key(FB_CHAR, 3);
+constexpr int kSmall = key(FB_SHORT, 4);
+constexpr int kBig = key(FB_LONG, 5);
+constexpr int kRate = key(FB_FLOAT, 6);
+constexpr int kPrice = key(FB_DOUBLE, 7);
+constexpr int kBlob = key(FB_CARRAY, 8);
+constexpr int kText = key(FB_STRING, 9);
+
+struct Order {
+  int qty;
+  char label[20];
+  char flag;
+  short small[3];
+  long big;
+  float rate;
+  double price;
+  char blob[20];    // two elements
+  char parts[40];   // four elements
+  int as_number;    // from a string field
+  char as_text[8];  // from the double field
+  long as_long;     // from the short field
+};
+
+class StructFields : public testing::Test {
+ protected:
+  static vesk_sdl_member row(const char* name, int type, int count, int length, std::size_t offset, int field,
+                             const char* null_value) {
+    return member_row(name, type, count, length, static_cast<int>(offset), static_cast<unsigned>(field), null_value);
+  }
+
+  host::Structs structs_{
+      {host::struct_row("order", sizeof(Order), 1, 0, 11), host::struct_row("pair", sizeof(Order), 1, 0, 1),
+       host::struct_row("odd", sizeof(Order), 1, 12, 99)},
+      {row("qty", 3, 1, 0, offsetof(Order, qty), kQty, "0"),
+       row("label", 7, 20, 20, offsetof(Order, label), kLabel, ""),
+       row("flag", 1, 1, 0, offsetof(Order, flag), kFlag, "-"),
+       row("small", 2, 3, 0, offsetof(Order, small), kSmall, "-7"),
+       row("big", 4, 1, 0, offsetof(Order, big), kBig, "5000000000"),
+       row("rate", 5, 1, 0, offsetof(Order, rate), kRate, "0.1"),
+       row("price", 6, 1, 0, offsetof(Order, price), kPrice, "0.1"),
+       row("blob", 8, 20, 10, offsetof(Order, blob), kBlob, ""),
+       row("parts", 7, 40, 10, offsetof(Order, parts), kText, "none"),
+       row("as_number", 3, 1, 0, offsetof(Order, as_number), key(FB_STRING, 10), "-1"),
+       row("as_text", 7, 8, 8, offsetof(Order, as_text), kPrice, "a long null text"),
+       row("as_long", 4, 1, 0, offsetof(Order, as_long), kSmall, "-1"),
+       row("no elements", 7, 20, 0, offsetof(Order, label), kLabel, "x"), row("unknown", 9, 1, 0, 0, kQty, "1"),
+       row("small", 2, 1, 0, offsetof(Order, small), kSmall, "70000")}};
+
+  // An order full of its null values.
+  static Order empty_order() {
+    Order order;
+    std::memset(static_cast<void*>(&order), 0, sizeof order);
+    EXPECT_EQ(fbstinit(&order, "order"), 1);
+    return order;
+  }
+};
+
+TEST_F(StructFields, NullValuesFillAStruct) {
+  Order order;
+  std::memset(static_cast<void*>(&order), 'x', sizeof order);
+  EXPECT_EQ(fbstinit(&order, "order"), 1);
+  EXPECT_EQ(order.qty, 0);
+  EXPECT_EQ(std::string(order.label, 3), std::string("\0xx", 3)) << "only the text and its terminator are written";
+  EXPECT_EQ(order.flag, '-');
+  EXPECT_THAT(order.small, ElementsAre(-7, -7, -7));
+  EXPECT_EQ(order.big, 5000000000);
+  EXPECT_EQ(order.rate, 0.1f);
+  EXPECT_EQ(order.price, 0.1);
+  EXPECT_EQ(std::string(order.blob, 20), std::string("\0xxxxxxxxx\0xxxxxxxxx", 20));
+  EXPECT_EQ(std::string(order.parts + 30, 10), std::string("none\0xxxxx", 10));
+  EXPECT_EQ(std::string(order.as_text, 8), std::string("a long \0", 8)) << "cut to end within its element";
+
+  order.qty = 9;
+  order.small[2] = 1;
+  EXPECT_EQ(fbstelinit(&order, "small", "order"), 1);
+  EXPECT_EQ(order.small[2], -7);
+  EXPECT_EQ(order.qty, 9);
+  EXPECT_EQ(fbstelinit(&order, "smal", "order"), 1);
+  EXPECT_EQ(order.qty, 9);
+  EXPECT_EQ(fbstinit(&order, "odd"), 1);
+  EXPECT_EQ(order.small[0], 4464) << "70000 in 16 bits";
+  EXPECT_EQ(order.label[0], '\0') << "a text without an element length has no elements";
+}
+
+TEST_F(StructFields, OccurrencesFillElements) {
+  Buffer buffer;
+  buffer.put(kLabel, "ab");
+  Order order = empty_order();
+  std::memset(order.label, 'x', sizeof order.label);
+  order.qty = 4;
+  EXPECT_EQ(fbftos(buffer, &order, "pair"), 1);
+  EXPECT_EQ(order.qty, 0);
+  EXPECT_EQ(std::string(order.label, 20), "ab" + std::string(18, '\0'));
+  EXPECT_EQ(fberror, 0) << "what the last lookup left";
+  EXPECT_EQ(order.flag, '-') << "no member of this struct";
+
+  const short small[] = {1, -2};
+  const float rate = 2.5f;
+  buffer.put(kQty, 77).put_value(kFlag, "F", 0).put_value(kSmall, &small[0], 0).put_value(kSmall, &small[1], 0);
+  buffer.put(kBig, -1L).put_value(kRate, &rate, 0).put(kPrice, 2.25);
+  buffer.put_value(kBlob, "fifteen bytes..", 15).put_value(kBlob, "four", 4);
+  buffer.put(kText, "one").put(kText, "exactly10!").put(kText, "more than ten").put(kText, "").put(kText, "fifth");
+  buffer.put(key(FB_STRING, 10), "12 and more");
+  std::memset(order.blob, 'x', sizeof order.blob);
+  EXPECT_EQ(fbftos(buffer, &order, "order"), 1);
+  EXPECT_EQ(order.qty, 77);
+  EXPECT_EQ(order.flag, 'F');
+  EXPECT_THAT(order.small, ElementsAre(1, -2, -7));
+  EXPECT_EQ(order.big, 4294967295) << "the 32 bits that a field keeps, without sign";
+  EXPECT_EQ(order.rate, 2.5f);
+  EXPECT_EQ(order.price, 2.25);
+  EXPECT_EQ(std::string(order.blob, 20), "fifteen byfourxxxxxx");
+  EXPECT_EQ(std::string(order.parts, 40),
+            std::string("one\0\0\0\0\0\0\0", 10) + "exactly10!more than " + std::string(10, '\0'));
+  EXPECT_EQ(order.as_number, 12);
+  EXPECT_EQ(std::string(order.as_text, 8), "2.250000");
+  EXPECT_EQ(order.as_long, 1);
+
+  fbdelall(buffer, kSmall);
+  EXPECT_EQ(fbftos(buffer, &order, "order"), 1);
+  EXPECT_EQ(order.as_long, -1);
+  EXPECT_EQ(fberror, FBENOENT) << "what the last lookup left";
+}
+
+TEST_F(StructFields, OnlyElementsThatAreNotNullAreAdded) {
+  Buffer buffer;
+  Order order = empty_order();
+  std::strcpy(order.label, "x");
+  EXPECT_EQ(fbstof(buffer, &order, 4, "pair"), 1);
+  EXPECT_EQ(buffer.records(), host::bytes("02 00 00 1c 78 00 __ __"));
+  order.qty = 5;
+  EXPECT_EQ(fbstof(buffer, &order, 4, "pair"), 1);
+  EXPECT_EQ(fbfldcount(buffer), 3);
+  EXPECT_EQ(fbkeyoccur(buffer, kLabel), 2);
+
+  Buffer all;
+  Order full = empty_order();
+  EXPECT_EQ(fbstof(all, &full, 4, "order"), 1);
+  EXPECT_EQ(all.records(), host::bytes("07 00 00 18 __ __ __ __ __ __ __ __ __ __ __ __"))
+      << "a null text that was cut equals its null value no longer: the text becomes the double 0";
+  fbinit(all, 0);
+  std::strcpy(full.as_text, "1.5");
+  std::memcpy(full.parts + 10, "tencharsno", 10);
+  full.small[1] = 300;
+  full.as_long = 65538;
+  full.flag = 'f';
+  std::memcpy(full.blob + 10, "blob", 5);
+  EXPECT_EQ(fbstof(all, &full, 4, "order"), 1);
+  EXPECT_EQ(all.records(), host::bytes("03 00 00 04 66 __ __ __  04 00 00 08 2c 01 __ __"
+                                       "08 00 00 20 0a 00 00 00 62 6c 6f 62 00") +
+                               std::string(11, '\0') + host::bytes("09 00 00 1c") + "tencharsno" +
+                               host::bytes("00 __") +
+                               host::bytes("07 00 00 18 __ __ __ __ 00 00 00 00 00 00 f8 3f  04 00 00 08 02 00 __ __"));
+}
+
+TEST_F(StructFields, AShortThatCannotHoldItsNullValueIsNeverNull) {
+  Buffer buffer;
+  Order order = empty_order();
+  fbstinit(&order, "odd");
+  EXPECT_EQ(fbstof(buffer, &order, 4, "odd"), 1);
+  EXPECT_EQ(buffer.records(), host::bytes("04 00 00 08 70 11 __ __"));
+}
+
+TEST_F(StructFields, WhatDoesNotFitIsLeftOut) {
+  Buffer buffer;
+  buffer.put(key(FB_STRING, 99), std::string(1010, 'x').c_str());
+  Order order = empty_order();
+  order.qty = 5;
+  std::strcpy(order.label, "too long to fit");
+  EXPECT_EQ(fbstof(buffer, &order, 4, "pair"), 1);
+  EXPECT_EQ(fberror, FBENOSPACE);
+  EXPECT_EQ(fbkeyoccur(buffer, kQty), 1);
+  EXPECT_EQ(fbkeyoccur(buffer, kLabel), 0);
+}
+
+TEST_F(StructFields, JoinsGoThroughAWorkBuffer) {
+  Order order = empty_order();
+  order.qty = 5;
+  const std::string other = host::bytes("09 00 00 1c 6f 74 68 65 72 00 __ __ __ __ __ __");
+  const std::string old_qty = host::bytes("01 00 00 0c 01 00 00 00");
+  const std::string new_qty = host::bytes("01 00 00 0c 05 00 00 00");
+  struct Case {
+    int mode;
+    std::string records;
+  } cases[] = {{5, new_qty}, {6, new_qty + other}, {7, new_qty + other}};
+  for (const Case& c : cases) {
+    Buffer buffer;
+    buffer.put(kQty, 1).put(kText, "other");
+    EXPECT_EQ(fbstof(buffer, &order, c.mode, "pair"), 1);
+    EXPECT_EQ(fberror, 0);
+    EXPECT_EQ(buffer.records(), c.records) << c.mode;
+  }
+  Buffer unchanged;
+  unchanged.put(kQty, 1);
+  for (const int mode : {3, 8, 0, -1}) {
+    EXPECT_EQ(fbstof(unchanged, &order, mode, "pair"), -1);
+    EXPECT_EQ(fberror, FBEINVAL);
+  }
+  EXPECT_EQ(fbstof(unchanged, &order, 3, "unknown"), -1);
+  EXPECT_EQ(fberror, FBEBADSTRUCT);
+  EXPECT_EQ(unchanged.records(), old_qty);
+}
+
+TEST_F(StructFields, ZeroIsTestedWhateverTheNullValue) {
+  Order order = empty_order();
+  const auto zero = [&](const char* member, int occurrence) { return fbsnull(&order, member, occurrence, "order"); };
+  EXPECT_EQ(zero("qty", 0), 1);
+  EXPECT_EQ(zero("small", 2), 0) << "null, but not zero";
+  order.small[2] = 0;
+  order.price = -0.0;
+  std::strcpy(order.label, "ab");
+  EXPECT_EQ(zero("small", 2), 1);
+  EXPECT_EQ(zero("price", 0), 1);
+  EXPECT_EQ(zero("rate", 0), 0);
+  EXPECT_EQ(zero("big", 0), 0);
+  EXPECT_EQ(zero("flag", 0), 0);
+  EXPECT_EQ(zero("label", 1), 0);
+  EXPECT_EQ(zero("label", 2), 1) << "occurrences of a text are its bytes";
+  for (const int occurrence : {-1, 20}) {
+    EXPECT_EQ(zero("label", occurrence), -1);
+    EXPECT_EQ(fberror, FBEBADSTRUCT);
+  }
+  EXPECT_EQ(zero("labe", 0), -1);
+  EXPECT_EQ(fberror, 0);
+  EXPECT_EQ(fbsnull(&order, "unknown", 0, "odd"), -1);
+  EXPECT_EQ(fberror, 0) << "a row of unknown type is passed over";
+}
+
+TEST_F(StructFields, RefusesWhatItCannotUse) {
+  Buffer buffer;
+  Order order = empty_order();
+  const auto outcome = [](int result) { return std::pair{result, fberror}; };
+  EXPECT_EQ(outcome(fbftos(nullptr, &order, "none")), std::pair(-1, FBEINVAL));
+  EXPECT_EQ(outcome(fbftos(buffer, &order, "none")), std::pair(-1, FBEBADSTRUCT));
+  EXPECT_EQ(outcome(fbftos(buffer, &order, nullptr)), std::pair(-1, FBEBADSTRUCT));
+  EXPECT_EQ(outcome(fbftos(buffer, nullptr, "order")), std::pair(-1, FBEINVAL));
+  EXPECT_EQ(outcome(fbstof(nullptr, &order, 4, "order")), std::pair(-1, FBEINVAL));
+  EXPECT_EQ(outcome(fbstof(buffer, nullptr, 4, "order")), std::pair(-1, FBEINVAL));
+  EXPECT_EQ(outcome(fbsnull(&order, "qty", 0, "none")), std::pair(-1, FBEBADSTRUCT));
+  EXPECT_EQ(outcome(fbstinit(&order, "none")), std::pair(-1, FBEBADSTRUCT));
+  EXPECT_EQ(outcome(fbstinit(nullptr, "order")), std::pair(-1, FBEINVAL));
+  EXPECT_EQ(outcome(fbstelinit(&order, nullptr, "order")), std::pair(-1, FBEINVAL));
+}
+
+TEST_F(StructFields, TracesTwoEventsACall) {
+  Buffer buffer;
+  Order order = empty_order();
+  order.qty = 1;
+  host::Tracing tracing;
+  fbstof(buffer, &order, 7, "pair");
+  fbftos(buffer, &order, "");
+  fbsnull(&order, "qty", 0, "pair");
+  fbsnull(&order, "none", 0, "pair");
+  fbstelinit(&order, "qty", "none");
+  std::vector<std::string> seen;
+  for (const host::TraceEvent& event : host::take_trace()) {
+    const std::string where = event.event == 1 ? event.text.substr(event.text.rfind(',')) : event.text;
+    seen.push_back(std::to_string(event.event) + " " + where);
+  }
+  EXPECT_THAT(seen, ElementsAre("1 , \"pair\")", "2 fbstof = 1", "1 , \"\")",
+                                "4 fbftos = -1 [15 : FBEBADSTRUCT (bad struct)]", "1 , \"pair\")", "2 fbsnull = 0",
+                                "1 , \"pair\")", "4 fbsnull = -1 [0 : FBEMINNO (bottom of error message codes)]",
+                                "1 , \"none\")", "2 fbstelinit = -1"));
+}
+
+}  // namespace

@@ -20,12 +20,16 @@ Record told_record(FieldBuffer buffer, FieldKey key, int nth) {
 // The record behind occurrence nth of the key, for key 0 the first one; none at the end. FBEINVAL when there is no such
 // occurrence, FBEBADFB at a stored key 0, which would start the caller over.
 Result<Record> next_record(FieldBuffer buffer, FieldKey key, int nth) {
-  const bool start = key == kStart;
-  if (start) tally::start(buffer);
-  const Record told = start ? Record{} : told_record(buffer, key, nth);
-  if (!start && !told) return Error{FBEINVAL};
-  for (const Record record : buffer.records_from(start ? buffer.fields() : told.at())) {
-    if (record.at() == told.at()) continue;
+  char* at = buffer.fields();
+  if (key == kStart) {
+    tally::start(buffer);
+  } else {
+    const Record told = told_record(buffer, key, nth);
+    if (!told) return Error{FBEINVAL};
+    at = told.at();
+  }
+  for (const Record record : buffer.records_from(at)) {
+    if (key != kStart && record.at() == at) continue;
     if (record.key() == kStart) return Error{FBEBADFB};
     return record;
   }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "tests/support/link_test.h"
+#include "tests/support/structs.h"
 #include "xa/etc.h"
 #include "xa/match.h"
 
@@ -106,12 +107,7 @@ TEST_F(ServiceTest, CallRefusesBeforeItTouchesAnything) {
 }
 
 TEST_F(ServiceTest, InputLengthGoesByType) {
-  vesk_sdl_struct row{};
-  std::strcpy(row.name, "forty");
-  row.host_size = 40;
-  row.network_size = 40;
-  _sdl_table = &row;
-  _sdl_table_size = 1;
+  const host::Structs structs_known({host::struct_row("forty", 40, 40)}, {});
   const Buffer text{"STRING", "abc"};
   const Buffer start{"TPSTART"};
   const Buffer header{"HEADER"};
@@ -156,7 +152,7 @@ TEST_F(ServiceTest, InputLengthGoesByType) {
   std::memset(field.data + 4, 0xff, 4);
   EXPECT_EQ(_data_itype_check(field.data, 0, 0), -1);
   EXPECT_EQ(tperrno, TPEINVAL);
-  row.host_size = 0;
+  _sdl_table[0].host_size = 0;
   EXPECT_EQ(_data_itype_check(structs, 0, 0), -1);
   EXPECT_EQ(tperrno, TPEITYPE);
   _sdl_table_size = 0;
@@ -165,7 +161,6 @@ TEST_F(ServiceTest, InputLengthGoesByType) {
   EXPECT_EQ(_data_itype_check(bytes.data, 0, 0), -1);
   EXPECT_EQ(tperrno, TPEITYPE);
   tpfree(structs);
-  _sdl_table = nullptr;
 }
 
 TEST_F(ServiceTest, FailedRepliesAreDelivered) {

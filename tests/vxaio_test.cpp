@@ -7,9 +7,9 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <thread>
 
 #include "tests/support/link_test.h"
+#include "tests/support/structs.h"
 #include "vxa/fbuf.h"
 #include "xa/console.h"
 #include "xa/recvq.h"
@@ -26,8 +26,7 @@ using vxa::Message;
 using vxa::payload_of;
 
 // A stream of which the test holds one end and the library reads the other.
-class Stream : public testing::Test {
- protected:
+struct Stream {
   Stream() {
     int fds[2];
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
@@ -41,10 +40,13 @@ class Stream : public testing::Test {
     far.finish();
     return Message{_read_from_xagw(near.fd())};
   }
+  Message read(const Wire& message) { return read(message.bytes()); }
 
   End far;
   End near;
 };
+
+struct ReadMessage : Stream, testing::Test {};
 
 std::string text(const char* format, int fd, int a, int b) {
   char line[100];
@@ -52,21 +54,16 @@ std::string text(const char* format, int fd, int a, int b) {
   return line;
 }
 
-TEST(ReadMessage, FailsWhereverTheStreamEnds) {
+TEST_F(ReadMessage, FailsWhereverTheStreamEnds) {
   const std::string whole = Wire{.type = 3, .size = 1024, .msgtype = 1003, .payload = "ten bytes."}.bytes();
   for (std::size_t n = 0; n < whole.size(); ++n) {
-    int fds[2];
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
-    const End near{fds[1]};
-    {
-      End far{fds[0]};
-      far.send(whole.substr(0, n));
-    }
+    Stream cut;
     Console console;
-    EXPECT_EQ(Message{_read_from_xagw(near.fd())}, nullptr) << n;
+    EXPECT_EQ(cut.read(whole.substr(0, n)), nullptr) << n;
     const int got = static_cast<int>(n);
-    EXPECT_EQ(console.text(), n < 136 ? text("[VeskXA] read from xagw error! [%d:%d:%d]\n", near.fd(), got, 136)
-                                      : text("[VeskXA] read from xagw error! [%d:%d:%d]\n", near.fd(), got - 136, 10))
+    EXPECT_EQ(console.text(), n < 136
+                                  ? text("[VeskXA] read from xagw error! [%d:%d:%d]\n", cut.near.fd(), got, 136)
+                                  : text("[VeskXA] read from xagw error! [%d:%d:%d]\n", cut.near.fd(), got - 136, 10))
         << n;
   }
   Console console;
@@ -74,7 +71,7 @@ TEST(ReadMessage, FailsWhereverTheStreamEnds) {
   EXPECT_EQ(console.text(), "[VeskXA] read from xagw fail! [-1:-1:136]\n");
 }
 
-TEST_F(Stream, ReadsPiecesBetweenSignals) {
+TEST_F(ReadMessage, ReadsPiecesBetweenSignals) {
   const std::string payload(50, 'p');
   Message message;
   {
@@ -87,7 +84,7 @@ TEST_F(Stream, ReadsPiecesBetweenSignals) {
 }
 
 // The block must hold the capacity that the header claims, and the reserve for trailers behind it.
-TEST(ReadMessage, BelievesNoLength) {
+TEST_F(ReadMessage, BelievesNoLength) {
   struct Case {
     std::uint32_t size;
     std::uint32_t datalen;
@@ -108,18 +105,12 @@ TEST(ReadMessage, BelievesNoLength) {
                {1024, 6, 5, "error! [%d:%d:%d]\n"},
                {1024, 0x7ffffff, 5, "error! [%d:%d:%d]\n"}};
   for (const Case& c : cases) {
-    int fds[2];
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
-    const End near{fds[1]};
-    std::thread sender([&c, fd = fds[0]] {
-      End far{fd};
-      far.send(Wire{.type = 4, .size = c.size, .datalen = c.datalen, .payload = std::string(c.sent, 'x')});
-    });
+    Stream lying;
     Console console;
-    const Message message{_read_from_xagw(near.fd())};
-    sender.join();
+    const Message message =
+        lying.read(Wire{.type = 4, .size = c.size, .datalen = c.datalen, .payload = std::string(c.sent, 'x')});
     const int got = static_cast<std::int32_t>(c.datalen) < 0 || static_cast<std::int32_t>(c.size) < 0 ? 0 : 5;
-    EXPECT_EQ(console.text(), c.printed ? text("[VeskXA] read from xagw error! [%d:%d:%d]\n", near.fd(), got,
+    EXPECT_EQ(console.text(), c.printed ? text("[VeskXA] read from xagw error! [%d:%d:%d]\n", lying.near.fd(), got,
                                                static_cast<int>(c.datalen))
                                         : "");
     ASSERT_EQ(message != nullptr, c.printed == nullptr) << c.size << " " << c.datalen;
@@ -133,10 +124,10 @@ TEST(ReadMessage, BelievesNoLength) {
 // Key words: the type in the top six bits; field 5 throughout.
 constexpr std::uint32_t key(std::uint32_t type) { return type << 26 | 5; }
 
-TEST_F(Stream, DecodesFields) {
+TEST_F(ReadMessage, DecodesFields) {
   const std::string wire =
       word(8888) + word(24) + word(key(2)) + host::bytes("01 02 __ __") + word(key(7)) + "abc" + std::string(1, '\0');
-  const Message message = read(Wire{.type = 2, .size = 1032, .msgtype = 1003, .payload = wire}.bytes());
+  const Message message = read(Wire{.type = 2, .size = 1032, .msgtype = 1003, .payload = wire});
   ASSERT_NE(message, nullptr);
   EXPECT_EQ(std::string(payload_of(message.get()), 24),
             host::bytes("b8 22 00 00  18 00 00 00  05 00 00 08  02 01 __ __  05 00 00 1c  61 62 63 00"));
@@ -144,7 +135,7 @@ TEST_F(Stream, DecodesFields) {
   EXPECT_EQ(message->size, 1032);
 }
 
-TEST(ReadMessage, RefusesDamagedFields) {
+TEST_F(ReadMessage, RefusesDamagedFields) {
   const std::string damaged[] = {word(8888),                                      // no used length
                                  word(8888) + word(7),                            // used length below the header's own
                                  word(8888) + word(0xffffffff),                   //
@@ -158,13 +149,9 @@ TEST(ReadMessage, RefusesDamagedFields) {
                                  word(8888) + word(16) + word(key(8)) + word(0xfffffff8)};
   for (const std::string& payload : damaged)
     for (const std::uint32_t type : {2u, 11u, 12u}) {
-      int fds[2];
-      ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
-      const End near{fds[1]};
-      End far{fds[0]};
-      far.send(Wire{.type = type, .msgtype = 1003, .payload = payload});
+      Stream damaging;
       Console console;
-      EXPECT_EQ(Message{_read_from_xagw(near.fd())}, nullptr);
+      EXPECT_EQ(damaging.read(Wire{.type = type, .msgtype = 1003, .payload = payload}), nullptr);
       EXPECT_EQ(console.text(), "[VeskXA] data ntoh fail[1003:" + std::to_string(type) + "]\n");
     }
 }
@@ -178,28 +165,17 @@ void to_wire(const void* src, void* dst) {
   std::memset(static_cast<char*>(dst) + 4, '-', 2);
 }
 
-struct Described {
-  Described(int host_size, int network_size) {
-    std::memcpy(row.name, "sixteen_letters_", sizeof row.name);
-    row.hton = to_wire;
-    row.ntoh = to_host;
-    row.host_size = host_size;
-    row.network_size = network_size;
-    _sdl_table = &row;
-    _sdl_table_size = 1;
-  }
-  ~Described() {
-    _sdl_table = nullptr;
-    _sdl_table_size = 0;
-  }
-  vesk_sdl_struct row{};
-};
+host::Structs described(int host_size, int network_size) {
+  vesk_sdl_struct row = host::struct_row("sixteen_letters_", host_size, network_size);
+  row.hton = to_wire;
+  row.ntoh = to_host;
+  return {{row}, {}};
+}
 
-TEST_F(Stream, DecodesStructsIntoABlockOfTheirOwn) {
-  const Described described{4, 6};
-  const Message message =
-      read(Wire{.type = 1, .size = 3000, .msgtype = 1003, .subtype = "sixteen_letters_and", .payload = "dcba--hgfe--xx"}
-               .bytes());
+TEST_F(ReadMessage, DecodesStructsIntoABlockOfTheirOwn) {
+  const host::Structs structs = described(4, 6);
+  const Message message = read(
+      Wire{.type = 1, .size = 3000, .msgtype = 1003, .subtype = "sixteen_letters_and", .payload = "dcba--hgfe--xx"});
   ASSERT_NE(message, nullptr);
   EXPECT_EQ(message->datalen, 8);
   EXPECT_EQ(message->size, 3000) << "the sender's capacity stays";
@@ -207,20 +183,19 @@ TEST_F(Stream, DecodesStructsIntoABlockOfTheirOwn) {
   std::memset(payload_of(message.get()), 'y', 3000 + 64);
 }
 
-TEST_F(Stream, DecodesStructsOfEqualSizesWhereTheyLie) {
-  const Described described{4, 4};
-  const Message message =
-      read(Wire{.type = 1, .size = 2, .subtype = "sixteen_letters_", .payload = "dcbahgfexx"}.bytes());
+TEST_F(ReadMessage, DecodesStructsOfEqualSizesWhereTheyLie) {
+  const host::Structs structs = described(4, 4);
+  const Message message = read(Wire{.type = 1, .size = 2, .subtype = "sixteen_letters_", .payload = "dcbahgfexx"});
   ASSERT_NE(message, nullptr);
   EXPECT_EQ(message->datalen, 8) << "what makes no whole struct does not count";
   EXPECT_EQ(std::string(payload_of(message.get()), 8), "abcdefgh");
 }
 
-TEST_F(Stream, RefusesStructsThatCannotTravel) {
+TEST_F(ReadMessage, RefusesStructsThatCannotTravel) {
   Console console;
   const std::string wire = Wire{.type = 1, .subtype = "sixteen_letters_", .payload = "dcba"}.bytes();
   for (const auto& [host_size, network_size] : {std::pair{0, 4}, {4, 0}, {-4, 4}, {4, -4}}) {
-    const Described described{host_size, network_size};
+    const host::Structs structs = described(host_size, network_size);
     far.send(wire);
     EXPECT_EQ(_read_from_xagw(near.fd()), nullptr);
   }
@@ -299,7 +274,7 @@ TEST(Queue, KeepsOrderWhicheverEntryLeaves) {
   EXPECT_EQ(dequeue(5), 51);
 }
 
-TEST_F(Stream, WaitsOnDescriptorsBeyondTheSystemsSet) {
+TEST_F(ReadMessage, WaitsOnDescriptorsBeyondTheSystemsSet) {
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
   if (limit.rlim_max < 3000) GTEST_SKIP() << "no descriptor 2999 here";

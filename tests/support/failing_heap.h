@@ -1,5 +1,5 @@
 // A heap that runs out where a test wants it to. Only for programs that link failing_heap.cpp, which takes the place of
-// malloc, calloc and realloc; not under a sanitizer, which brings its own.
+// malloc, calloc, realloc and free; not under a sanitizer, which brings its own.
 #pragma once
 
 namespace host {
@@ -15,6 +15,9 @@ class FailingHeap {
 
   // Whether there were so many allocations.
   static bool failed();
+
+  // Blocks that the process holds now, whoever made them.
+  static long live_blocks();
 };
 
 }  // namespace host

@@ -26,6 +26,11 @@ inline constexpr std::uint16_t byteswap(std::uint16_t v) { return __builtin_bswa
 inline constexpr std::uint32_t byteswap(std::uint32_t v) { return __builtin_bswap32(v); }
 inline constexpr std::uint64_t byteswap(std::uint64_t v) { return __builtin_bswap64(v); }
 
+// Whether one of the word's eight bytes is 0.
+inline constexpr bool has_zero_byte(std::uint64_t word) {
+  return ((word - 0x0101010101010101u) & ~word & 0x8080808080808080u) != 0;
+}
+
 // Between host order and network order; its own inverse.
 template <class T>
 inline constexpr T big_endian(T value) {

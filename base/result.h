@@ -2,6 +2,7 @@
 // belongs to (fberror, tperrno) is the operation's business; only the public layer writes those variables.
 #pragma once
 
+#include <climits>
 #include <utility>
 
 namespace vxa {
@@ -10,23 +11,25 @@ struct Error {
   int code;
 };
 
+// Value and state are two words of equal weight, so that a result of a number or a pointer travels in registers.
 template <class T>
 class [[nodiscard]] Result {
  public:
   Result(T value) : value_(std::move(value)) {}
-  Result(Error error) : failed_(true), code_(error.code) {}
+  Result(Error error) : state_(error.code) {}
 
-  bool failed() const { return failed_; }
-  explicit operator bool() const { return !failed_; }
-  int code() const { return code_; }
-  Error error() const { return Error{code_}; }
+  bool failed() const { return state_ != kSucceeded; }
+  explicit operator bool() const { return !failed(); }
+  int code() const { return failed() ? state_ : 0; }
+  Error error() const { return Error{code()}; }
   T value() const { return value_; }
   T take() { return std::move(value_); }  // for values that are owned
 
  private:
+  static constexpr int kSucceeded = INT_MIN;  // no error code
+
   T value_{};
-  bool failed_ = false;
-  int code_ = 0;
+  int state_ = kSucceeded;  // or the code of the failure
 };
 
 // The plain outcome of calls that answer 1 or fail.

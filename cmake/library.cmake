@@ -36,6 +36,7 @@ set(vxa_sources
     fb/fcache.cpp
     fb/fdlfile.cpp
     fb/fields.cpp
+    fb/findex.cpp
     fb/scratch.cpp
     fb/tally.cpp
     sdl/fbaux.cpp

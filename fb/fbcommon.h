@@ -112,18 +112,13 @@ class Record {
     if (room < kMinimumSlot) return 0;
     std::int64_t length = kMinimumSlot;
     switch (type()) {
-      case kString: {
-        const auto characters = static_cast<std::size_t>(room - kKeySize);
-        const std::size_t n = strnlen(at_ + kKeySize, characters);
-        if (n == characters) return 0;
-        length = align8(kKeySize + static_cast<std::int64_t>(n) + 1);
-        break;
-      }
+      case kString:
+        return string_slot_within(room);
       case kCarray:
-        length = align8(8 + std::int64_t{carray_length()});
+        length = slot_for(kCarray, carray_length());
         break;
       case kDouble:
-        length = 16;
+        length = slot_for(kDouble, 0);
         break;
       default:
         return kMinimumSlot;
@@ -132,6 +127,15 @@ class Record {
   }
 
  private:
+  // A string's slot ends with the first of its 8-byte words that holds a zero byte behind the key.
+  std::int64_t string_slot_within(std::int64_t room) const {
+    constexpr std::uint64_t kKeyBytes = std::endian::native == std::endian::little ? 0xFFFFFFFF : ~0xFFFFFFFFull;
+    if (has_zero_byte(load<std::uint64_t>(at_) | kKeyBytes)) return 8;
+    for (std::int64_t length = 16; length <= room; length += 8)
+      if (has_zero_byte(load<std::uint64_t>(at_ + length - 8))) return length;
+    return 0;
+  }
+
   static constexpr bool wide(int type) { return type == kDouble || type == kCarray; }
 
   char* at_ = nullptr;

@@ -4,6 +4,7 @@
 #include <climits>
 
 #include "fb/fcache.h"
+#include "fb/findex.h"
 #include "vxa/fbuf.h"
 
 namespace vxa::fb {
@@ -24,10 +25,36 @@ bool holds(FieldBuffer buffer, std::int64_t offset) {
   return offset >= 0 && offset + kMinimumSlot <= buffer.end() - buffer.fields();
 }
 
+Record first_from(FieldBuffer buffer, FieldKey key, char* at) {
+  for (const Record record : buffer.records_from(at))
+    if (record.key() == key) return record;
+  return Record{};
+}
+
+// Occurrence 0, by the index: from where the key was met first, or on from where the walk of earlier searches ended.
+Record first(FieldBuffer buffer, FieldKey key) {
+  findex::Index& index = findex::of(buffer.data());
+  if (index.walked() > buffer.end() - buffer.fields()) index.start(buffer.data());
+  if (std::uint32_t* known = index.find(key.word())) {
+    const Record record = first_from(buffer, key, buffer.fields() + *known);
+    if (record) *known = static_cast<std::uint32_t>(buffer.offset_of(record));
+    return record;
+  }
+  const Records unwalked = buffer.records_from(buffer.fields() + index.walked());
+  for (auto at = unwalked.begin(); at != unwalked.end(); ++at) {
+    const Record record = *at;
+    const bool entered = index.enter(record.key().word(), index.walked() + at.slot_length());
+    if (record.key() == key) return record;
+    if (!entered) return first_from(buffer, key, record.at());
+  }
+  return Record{};
+}
+
 Start resume(FieldBuffer buffer, FieldKey key, int nth) {
   const fcache::Hit hit = fcache::find(buffer.data(), key.word(), nth);
-  if (!hit || !holds(buffer, hit.offset)) return {buffer.fields(), 0};
-  return {buffer.fields() + hit.offset, hit.occurrence};
+  if (hit && holds(buffer, hit.offset)) return {buffer.fields() + hit.offset, hit.occurrence};
+  const Record record = first(buffer, key);
+  return {record ? record.at() : buffer.end(), 0};
 }
 
 void remember(FieldBuffer buffer, FieldKey key, int occurrence, Record record) {
@@ -48,6 +75,7 @@ bool record_begins(FieldBuffer buffer, std::int64_t offset) {
 }  // namespace
 
 Search search(FieldBuffer buffer, FieldKey key, int nth) {
+  if (nth == 0) return {first(buffer, key), 0};
   const Start start = resume(buffer, key, nth);
   int occurrence = start.occurrence;
   for (const Record record : buffer.records_from(start.at)) {
@@ -58,7 +86,14 @@ Search search(FieldBuffer buffer, FieldKey key, int nth) {
   return {Record{}, occurrence};
 }
 
+Record find_first(FieldBuffer buffer, FieldKey key) {
+  const Record record = first(buffer, key);
+  if (record) fcache::record_first(buffer.data(), key.word(), static_cast<std::uint32_t>(buffer.offset_of(record)));
+  return record;
+}
+
 Record find(FieldBuffer buffer, FieldKey key, int nth) {
+  if (nth == 0) return find_first(buffer, key);
   const Record record = search(buffer, key, nth).record;
   if (record) remember(buffer, key, nth, record);
   return record;
@@ -104,6 +139,7 @@ int count(FieldBuffer buffer, FieldKey key) {
 int occurrence_of(FieldBuffer buffer, Record wanted) {
   if (wanted.at() < buffer.fields() || !holds(buffer, buffer.offset_of(wanted))) return -1;
   const FieldKey key = wanted.key();
+  if (find_first(buffer, key).at() == wanted.at()) return 0;
   Start start = resume(buffer, key, INT_MAX);
   if (start.at > wanted.at()) start = {buffer.fields(), 0};
   int occurrence = start.occurrence;
@@ -122,6 +158,7 @@ void consume_first(FieldBuffer buffer, Record record) {
   const FieldKey marked = record.key().marked();
   record.set_key(marked);
   fcache::forget(buffer.data(), marked.word());
+  if (findex::Index* index = findex::existing(buffer.data())) index->rekeyed(marked.word(), buffer.offset_of(record));
 }
 
 // No record moves, so the place where this one begins stays known.

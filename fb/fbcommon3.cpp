@@ -23,45 +23,15 @@ void copy_fixed(void* to, const void* from, int type) {
       return store(to, load<std::uint16_t>(from));
     case 4:
       return store(to, load<std::uint32_t>(from));
-    case 8:
-      return store(to, load<std::uint64_t>(from));
     default:
-      return;
+      return store(to, load<std::uint64_t>(from));
   }
 }
 
-// A record keeps the low 32 bits of a long, which come back widened without a sign.
-std::uint32_t low_half(std::uint64_t number) { return static_cast<std::uint32_t>(number); }
+// The 32 bits of a stored long come back widened without a sign.
 std::uint64_t widened(Record record) { return load<std::uint32_t>(record.value()); }
 
 }  // namespace
-
-Outcome check_value(FieldKey key, Value value) {
-  if (!type_known(key.type())) return Error{FBETYPE};
-  if (!value.at || (key.type() == kCarray && value.length <= 0)) return Error{FBEINVAL};
-  return success();
-}
-
-void write_record(char* at, FieldKey key, const void* value, std::int64_t length, LongForm form) {
-  const Record record{at};
-  record.set_key(key);
-  char* to = record.value();
-  switch (key.type()) {
-    case kLong:
-      store(to, form == LongForm::Native ? low_half(load<std::uint64_t>(value)) : load<std::uint32_t>(value));
-      return;
-    case kCarray:
-      store(at + kKeySize, low_half(static_cast<std::uint64_t>(length)));
-      std::memmove(to, value, static_cast<std::size_t>(length));
-      return;
-    case kString:
-      std::memmove(to, value, static_cast<std::size_t>(length));
-      to[length] = 0;
-      return;
-    default:
-      copy_fixed(to, value, key.type());
-  }
-}
 
 Outcome copy_out(Record record, void* dest, int* length) {
   const int type = record.type();

@@ -3,6 +3,7 @@
 #include "fb/fcache.h"
 
 #include "base/heap.h"
+#include "fb/findex.h"
 
 vxa::fcache::Slot* _fcache = nullptr;
 
@@ -49,6 +50,18 @@ std::uint32_t group_of(const void* buffer) {
   return static_cast<std::uint32_t>((address * 0x9E3779B97F4A7C15u) >> 56) % kGroups;
 }
 
+// First occurrences that were found are noted, and filed in their slots when somebody looks there: most buffers are
+// read field by field and thrown away before.
+struct Note {
+  std::uint32_t key;
+  std::uint32_t offset;
+};
+
+constexpr int kNotes = 64;
+Note notes[kNotes];
+int noted = 0;
+const void* noted_buffer = nullptr;
+
 bool allocate() {
   HeapPtr<Slot> slots = heap_alloc_zeroed<Slot>(std::int64_t{kSlots} * sizeof(Slot));
   HeapPtr<Chains> links = heap_alloc<Chains>(sizeof(Chains));
@@ -77,18 +90,7 @@ void unlink(Index slot) {
     chains->head[group_of(_fcache[slot].buffer)] = next;
 }
 
-}  // namespace
-
-Hit find(const void* buffer, std::uint32_t key, std::int32_t nth) {
-  if (!_fcache) return {};
-  const std::uint32_t at = slot_of(buffer, key);
-  const Slot& slot = _fcache[at];
-  if (slot.buffer != buffer || slot.key != key || slot.occurrence > nth) return {};
-  return {static_cast<int>(at), slot.occurrence, slot.offset};
-}
-
-int record(const void* buffer, std::uint32_t key, std::int32_t occurrence, std::uint32_t offset) {
-  if (!_fcache && !allocate()) return -1;
+int file(const void* buffer, std::uint32_t key, std::int32_t occurrence, std::uint32_t offset) {
   const auto at = static_cast<Index>(slot_of(buffer, key));
   Slot& slot = _fcache[at];
   if (slot.buffer == buffer && slot.key != key) return -1;
@@ -103,9 +105,39 @@ int record(const void* buffer, std::uint32_t key, std::int32_t occurrence, std::
   return at;
 }
 
+void file_notes() {
+  for (int i = 0; i < noted; ++i) file(noted_buffer, notes[i].key, 0, notes[i].offset);
+  noted = 0;
+}
+
+}  // namespace
+
+Hit find(const void* buffer, std::uint32_t key, std::int32_t nth) {
+  if (!_fcache) return {};
+  file_notes();
+  const std::uint32_t at = slot_of(buffer, key);
+  const Slot& slot = _fcache[at];
+  if (slot.buffer != buffer || slot.key != key || slot.occurrence > nth) return {};
+  return {static_cast<int>(at), slot.occurrence, slot.offset};
+}
+
+int record(const void* buffer, std::uint32_t key, std::int32_t occurrence, std::uint32_t offset) {
+  if (!_fcache && !allocate()) return -1;
+  file_notes();
+  return file(buffer, key, occurrence, offset);
+}
+
+void record_first(const void* buffer, std::uint32_t key, std::uint32_t offset) {
+  if (!_fcache && !allocate()) return;
+  if (noted_buffer != buffer || noted == kNotes) file_notes();
+  noted_buffer = buffer;
+  notes[noted++] = {key, offset};
+}
+
 void forget(const void* buffer, std::uint32_t key) {
   note_change(buffer);
   if (!_fcache) return;
+  file_notes();
   const std::uint32_t at = slot_of(buffer, key);
   Slot& slot = _fcache[at];
   if (slot.buffer != buffer || slot.key != key) return;
@@ -124,8 +156,10 @@ bool unchanged(const void* buffer) { return watched == buffer; }
 
 bool clear(const void* buffer) {
   note_change(buffer);
+  findex::drop(buffer);
   if (boundary.buffer == buffer) boundary = {};
   if (!_fcache) return false;
+  if (noted_buffer == buffer) noted = 0;
   for (Index at = chains->head[group_of(buffer)]; at != kNone;) {
     const Index next = chains->next[at];
     if (_fcache[at].buffer == buffer) {

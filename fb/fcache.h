@@ -33,6 +33,9 @@ Hit find(const void* buffer, std::uint32_t key, std::int32_t nth);
 // buffer, or the cache could not be allocated.
 int record(const void* buffer, std::uint32_t key, std::int32_t occurrence, std::uint32_t offset);
 
+// The same for occurrence 0, cheaper: it is filed when somebody looks.
+void record_first(const void* buffer, std::uint32_t key, std::uint32_t offset);
+
 // Drops what is recorded of one key.
 void forget(const void* buffer, std::uint32_t key);
 

@@ -60,6 +60,12 @@ int Fproj(FBFR* fbfr, const FLDID* ids) { return fbbufop_proj(fbfr, nullptr, ids
 int Fprojcpy(FBFR* dest, const FBFR* src, const FLDID* ids) { return fbbufop_proj(dest, src, ids); }
 int Fupdate(FBFR* dest, const FBFR* src) { return fbbufop(dest, src, FB_OP_UPDATE); }
 
+int Fvftos(const FBFR* fbfr, void* record, const char* view) { return fbftos(fbfr, record, view); }
+int Fvstof(FBFR* fbfr, const void* record, int mode, const char* view) { return fbstof(fbfr, record, mode, view); }
+int Fvnull(const void* record, const char* member, FLDOCC occ, const char* view) { return fbsnull(record, member, occ, view); }
+int Fvsinit(void* record, const char* view) { return fbstinit(record, view); }
+int Fvselinit(void* record, const char* member, const char* view) { return fbstelinit(record, member, view); }
+
 int CFadd(FBFR* fbfr, FLDID id, const void* value, FLDLEN len, int type) { return fbputt(fbfr, id, value, len, type); }
 int CFchg(FBFR* fbfr, FLDID id, FLDOCC occ, const void* value, FLDLEN len, int type) { return fbchg_tut(fbfr, id, occ, value, len, type); }
 int CFget(const FBFR* fbfr, FLDID id, FLDOCC occ, void* value, FLDLEN* len, int type) { return fbget_tut(fbfr, id, occ, value, len, type); }

@@ -91,6 +91,14 @@ int Fprint(const FBFR *fbfr);                 /* fbprint */
 int Ffprint(const FBFR *fbfr, FILE *stream);  /* fbfprint */
 int Fextread(FBFR *fbfr, FILE *stream);       /* fbextread */
 
+/* ---- Structs ------------------------------------------------------------------------------------------------------- */
+
+int Fvftos(const FBFR *fbfr, void *record, const char *view);                     /* fbftos */
+int Fvstof(FBFR *fbfr, const void *record, int mode, const char *view);           /* fbstof */
+int Fvnull(const void *record, const char *member, FLDOCC occ, const char *view); /* fbsnull */
+int Fvsinit(void *record, const char *view);                                      /* fbstinit */
+int Fvselinit(void *record, const char *member, const char *view);                /* fbstelinit */
+
 /* ---- Errors -------------------------------------------------------------------------------------------------------- */
 
 char *Fstrerror(int code);    /* fbstrerror; not to be written to */

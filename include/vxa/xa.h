@@ -101,8 +101,8 @@ extern struct xa_switch_t veskxaosw;
 /* The entry points of the switch, by name. They follow the XA standard; what is particular to this resource manager:
  *
  * vesk_xa_open: accepts TMASYNC, but always runs synchronously. XA_OK; XAER_INVAL when it is open already under another
- *   rmid; XAER_PROTO for other flags; -1 when the open string is bad or the gateway cannot be reached (10 attempts,
- *   100 ms apart).
+ *   rmid; XAER_PROTO for other flags; -1 when the open string is bad, the gateway cannot be reached (10 attempts,
+ *   100 ms apart) or memory is short; the link is then closed.
  * vesk_xa_close: accepts TMASYNC, TMSUCCESS, TMSUSPEND and TMMIGRATE. Tells the gateway nothing.
  * vesk_xa_start: accepts TMASYNC, TMNOWAIT, TMRESUME, TMJOIN. A successful synchronous start sets txid.
  * vesk_xa_end: accepts TMASYNC, TMSUCCESS, TMSUSPEND and TMMIGRATE. TMFAIL is refused with XAER_PROTO.

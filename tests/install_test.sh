@@ -28,6 +28,12 @@ for program in "$prefix/by-pkg-config-host" "$prefix/build/outside_with_host"; d
   echo "$shown" | grep -q 'tpalloc(.*) = 0x' || { echo "$program showed: $shown"; exit 1; }
 done
 
+# The command preloads the libvxahost that was installed with it.
+if [ -x "$prefix/usr/bin/vxa" ]; then
+  shown=$(LD_LIBRARY_PATH=$library_dir "$prefix/usr/bin/vxa" trace -- "$prefix/by-pkg-config" 2>&1 >/dev/null)
+  echo "$shown" | grep -q 'tpalloc(.*) = 0x' || { echo "vxa trace showed: $shown"; exit 1; }
+fi
+
 # Each public header stands alone, in C99 and in C++.
 for header in "$prefix"/usr/include/vxa/*.h; do
   printf '#include <vxa/%s>\nextern int unit_is_not_empty;\n' "$(basename "$header")" > "$prefix/alone.c"

@@ -58,6 +58,7 @@ set(vxa_sources
     wire/fieldcodec.cpp
     wire/listen.cpp
     wire/network.cpp
+    wire/numberslots.cpp
     wire/recover.cpp
     wire/structcodec.cpp
     xa/console.cpp

@@ -136,6 +136,66 @@ TEST_P(FieldPayload, ConvertsEveryTypeBothWays) {
   EXPECT_EQ(apart.substr(88), bytes("08 00 00 21 03 00 00 00 01 02 03 __ __ __ __ __"));
 }
 
+// A slot of a number type, its value the bytes 1 to 4 as far as the type has them.
+std::string host_slot(int type) {
+  const char* const slots[] = {"",
+                               "07 00 00 04 01 __ __ __",
+                               "07 00 00 08 02 01 __ __",
+                               "07 00 00 0c 04 03 02 01",
+                               "07 00 00 10 04 03 02 01",
+                               "07 00 00 14 04 03 02 01"};
+  return bytes(slots[type]);
+}
+std::string wire_slot(int type) {
+  const char* const slots[] = {"",
+                               "04 00 00 07 01 __ __ __",
+                               "08 00 00 07 01 02 __ __",
+                               "0c 00 00 07 01 02 03 04",
+                               "10 00 00 07 01 02 03 04",
+                               "14 00 00 07 01 02 03 04"};
+  return bytes(slots[type]);
+}
+
+// Runs of every length, at every alignment, up to the end or up to a record of another kind.
+TEST(FieldPayloadRuns, OfNumbersAreConvertedWhereverTheyLieAndEnd) {
+  for (int numbers = 0; numbers < 40; ++numbers) {
+    std::string host = bytes("b8 22 00 00 __ __ __ __");
+    std::string wire = bytes("00 00 22 b8 __ __ __ __");
+    for (int i = 0; i < numbers; ++i) {
+      const int type = 1 + i * 7 % 5;
+      host += host_slot(type);
+      wire += wire_slot(type);
+    }
+    for (const bool followed : {false, true}) {
+      if (followed) host += bytes("09 00 00 1c 61 62 63 00") + host_slot(2);
+      if (followed) wire += bytes("1c 00 00 09 61 62 63 00") + wire_slot(2);
+      host = with_used(host, static_cast<int>(host.size()), false);
+      wire = with_used(wire, static_cast<int>(wire.size()), true);
+      EXPECT_EQ(encoded(_hton_data_fdl, Message{kField, host}), wire) << numbers;
+      for (std::size_t offset = 0; offset < 64; offset += 8) {
+        alignas(64) char area[512];
+        std::memcpy(area + offset, wire.data(), wire.size());
+        std::memset(area + offset + wire.size(), 0x5a, 64);
+        ASSERT_EQ(_ntoh_data_fdl(nullptr, area + offset, area + offset), area + offset);
+        EXPECT_EQ(std::string(area + offset, wire.size() + 64), host + std::string(64, 0x5a)) << numbers << offset;
+      }
+    }
+  }
+}
+
+TEST(FieldPayloadRuns, StopAtARecordOfUnknownType) {
+  for (int good = 0; good < 30; ++good) {
+    std::string wire = bytes("00 00 22 b8 __ __ __ __");
+    for (int i = 0; i < 40; ++i) wire += i == good ? bytes("28 00 00 01 01 02 03 04") : wire_slot(3);
+    host::take_log();
+    Message reply{kField, with_used(wire, static_cast<int>(wire.size()), true)};
+    const std::string rest = wire.substr(8 + static_cast<std::size_t>(good) * 8);
+    EXPECT_EQ(_vesk_decode_idata(reply.get()), nullptr);
+    EXPECT_EQ(reply.payload().substr(reply.payload().size() - rest.size()), rest) << "nothing behind it is touched";
+    EXPECT_THAT(host::take_log(), ElementsAre(LogRecord{0, 2, "CSC6406", "0209 internal error : type error: 10"}));
+  }
+}
+
 TEST(FieldPayloadTrailer, IsCopiedBehindTheFields) {
   const std::string fields = bytes("b8 22 00 00 10 00 00 00 0a 00 00 08 02 01 00 00");
   const std::string trailer = bytes("07 01 99");

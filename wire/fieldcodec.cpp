@@ -1,34 +1,20 @@
 #include "wire/fieldcodec.h"
 
-#include <bit>
 #include <cstring>
 
 #include "base/log.h"
 #include "fb/fbcommon.h"
 #include "wire/double.h"
+#include "wire/numberslots.h"
 
 namespace vxa::codec {
 
 namespace {
 
-static_assert(std::endian::native == std::endian::little, "slots are put together as little-endian words");
-
 // A 32-bit number of the source, in host order.
 template <To to>
 std::uint32_t in_host_order(std::uint32_t number) {
   return to == To::kWire ? number : byteswap(number);
-}
-
-// Unused high bytes of a narrow value are shifted out, so that its own bytes come first and zero bytes follow.
-std::uint32_t convert_value(int type, std::uint32_t value) {
-  switch (type) {
-    case fb::kChar:
-      return byteswap(value) >> 24;
-    case fb::kShort:
-      return byteswap(value) >> 16;
-    default:
-      return byteswap(value);
-  }
 }
 
 void store_pair(char* dst, std::uint32_t first, std::uint32_t second) {
@@ -42,6 +28,7 @@ void move_bytes(const char* src, char* dst, std::int64_t front, std::int64_t len
   std::memcpy(dst + front, src + front, static_cast<std::size_t>(length));
 }
 
+// One record, or several.
 struct Slot {
   std::int64_t length;  // 0: the slot leaves the room that it has, or its type is unknown
   int type;
@@ -50,31 +37,36 @@ struct Slot {
 template <To to>
 class SlotConverter {
  public:
-  Slot convert(const char* src, char* dst, std::int64_t room) const {
+  Slot convert(const char* src, char* dst, std::int64_t room) {
     if (room < fb::kMinimumSlot) return {0, fb::kChar};
     const auto key = load<std::uint32_t>(src);
-    const auto value = load<std::uint32_t>(src + fb::kKeySize);
     const int type = fb::FieldKey{in_host_order<to>(key)}.type();
+    if (is_number_slot(type)) return {convert_numbers(src, dst, type, room), type};
+    numbers_in_row_ = 0;
     switch (type) {
-      case fb::kChar:
-      case fb::kShort:
-      case fb::kInt:
-      case fb::kLong:
-      case fb::kFloat:
-        store_pair(dst, byteswap(key), convert_value(type, value));
-        return {fb::kMinimumSlot, type};
       case fb::kDouble:
         return {convert_double(src, dst, byteswap(key), room), type};
       case fb::kString:
         return {convert_string(src, dst, byteswap(key), room), type};
       case fb::kCarray:
-        return {convert_carray(src, dst, byteswap(key), value, room), type};
+        return {convert_carray(src, dst, byteswap(key), load<std::uint32_t>(src + fb::kKeySize), room), type};
       default:
         return {0, type};
     }
   }
 
  private:
+  static constexpr int kShortRun = 4;  // so few numbers in a row are not worth a block
+
+  // The slot; or, in a longer run and from where dst is aligned for blocks, as many as come next.
+  std::int64_t convert_numbers(const char* src, char* dst, int type, std::int64_t room) {
+    const bool aligned = reinterpret_cast<std::uintptr_t>(dst) % kNumberBlock == 0;
+    if (blocks_ && ++numbers_in_row_ > kShortRun && aligned)
+      if (const std::int64_t converted = convert_number_blocks(to, src, dst, room)) return converted;
+    store(dst, convert_number_slot(type, load<std::uint64_t>(src)));
+    return fb::kMinimumSlot;
+  }
+
   std::int64_t convert_double(const char* src, char* dst, std::uint32_t key, std::int64_t room) const {
     constexpr std::int64_t kSlot = 16;
     if (room < kSlot) return 0;
@@ -106,6 +98,8 @@ class SlotConverter {
   }
 
   DoubleOrder doubles_;
+  bool blocks_ = can_convert_number_blocks();
+  int numbers_in_row_ = 0;
 };
 
 constexpr const char* type_error_code(To to) { return to == To::kWire ? "CSC6405" : "CSC6406"; }
@@ -114,7 +108,7 @@ constexpr const char* type_error_code(To to) { return to == To::kWire ? "CSC6405
 
 template <To to>
 bool convert_fields(const char* src, char* dst, std::int64_t used) {
-  const SlotConverter<to> converter;
+  SlotConverter<to> converter;
   for (std::int64_t at = fb::kBufferHeader; at < used;) {
     const Slot slot = converter.convert(src + at, dst + at, used - at);
     if (slot.length == 0) {

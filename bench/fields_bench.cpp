@@ -1,5 +1,5 @@
-// Records of mixed fields: the library beside msgpack, FlexBuffers and protobuf, doing the same logical work in the same
-// run. Ends with a table of ratios of medians; below 1 the library is faster than the fastest of the others.
+// Records of mixed fields: the library beside msgpack, FlexBuffers and protobuf, doing the same logical work in the
+// same run. Ends with a table of ratios of medians; below 1 the library is faster than the fastest of the others.
 //
 // Fields go round through the eight types. All sides reuse their buffers between rounds, and read by key: msgpack by a
 // search of its map, FlexBuffers by its sorted keys, protobuf by generated accessors (records of 50 fields alone).
@@ -279,8 +279,14 @@ int main(int argc, char** argv) {
   benchmark::RegisterBenchmark("update in place", update)->Arg(10)->Arg(100)->Arg(1000)->Arg(10000);
   benchmark::RegisterBenchmark("replace a string", replace_string)->Arg(50)->Arg(1000);
   benchmark::RegisterBenchmark("delete and put", delete_and_put)->Arg(50)->Arg(1000);
-  benchmark::RegisterBenchmark("read occurrences", read_occurrences)->RangeMultiplier(10)->Range(1, 10000)->Complexity();
-  benchmark::RegisterBenchmark("count occurrences", count_occurrences)->RangeMultiplier(10)->Range(1, 10000)->Complexity();
+  benchmark::RegisterBenchmark("read occurrences", read_occurrences)
+      ->RangeMultiplier(10)
+      ->Range(1, 10000)
+      ->Complexity();
+  benchmark::RegisterBenchmark("count occurrences", count_occurrences)
+      ->RangeMultiplier(10)
+      ->Range(1, 10000)
+      ->Complexity();
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
 }

@@ -23,9 +23,7 @@ namespace bench {
 inline constexpr char kText[] = "twelve chars";
 inline constexpr std::uint32_t kTextLength = 12;
 
-inline int type_of(int field) {
-  return field % 8 + 1;
-}
+inline int type_of(int field) { return field % 8 + 1; }
 
 inline const void* value_of(int field) {
   static const char c = 'c';
@@ -188,8 +186,10 @@ class Protobuf {
 
   explicit Protobuf(int) {}
 
-#define VXA_EACH_ROUND(X) X(0, 1, 2, 3, 4, 5, 6, 7) X(8, 9, 10, 11, 12, 13, 14, 15) X(16, 17, 18, 19, 20, 21, 22, 23)  \
-  X(24, 25, 26, 27, 28, 29, 30, 31) X(32, 33, 34, 35, 36, 37, 38, 39) X(40, 41, 42, 43, 44, 45, 46, 47)
+#define VXA_EACH_ROUND(X)                                                                             \
+  X(0, 1, 2, 3, 4, 5, 6, 7)                                                                           \
+  X(8, 9, 10, 11, 12, 13, 14, 15) X(16, 17, 18, 19, 20, 21, 22, 23) X(24, 25, 26, 27, 28, 29, 30, 31) \
+      X(32, 33, 34, 35, 36, 37, 38, 39) X(40, 41, 42, 43, 44, 45, 46, 47)
 
   void build() {
     built_.Clear();
@@ -212,7 +212,7 @@ class Protobuf {
 
   long read() const {
     double sum = 0;
-#define VXA_GET(a0, a1, a2, a3, a4, a5, a6, a7)                                                           \
+#define VXA_GET(a0, a1, a2, a3, a4, a5, a6, a7)                                                               \
   sum += read_.f##a0() + read_.f##a1() + read_.f##a2() + static_cast<double>(read_.f##a3()) + read_.f##a4() + \
          read_.f##a5() + read_.f##a6()[0] + read_.f##a7()[0];
     VXA_EACH_ROUND(VXA_GET)

@@ -31,12 +31,6 @@ Value null_value(int type) {
   return {type_known(type) ? kNullValues[type] : nullptr, 0};
 }
 
-int told_length(Record record) {
-  const auto length = static_cast<int>(record.value_length());
-  if (length < 0) fberror = FBEBADFLD;
-  return length;
-}
-
 int receiving_length(int type, Record record) {
   if (!type_known(type) || type <= kDouble) return fixed_length(type);
   const int stored = record.type();

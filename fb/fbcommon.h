@@ -13,6 +13,7 @@
 #include "base/export.h"
 #include "fb/fbheader.h"
 #include "tbuffer/tbuffer.h"
+#include "vxa/fbuf.h"
 
 namespace vxa::fb {
 
@@ -210,7 +211,12 @@ class FieldBuffer {
 Value null_value(int type);
 
 // The length of a value as callers are told it: -1, and FBEBADFLD in fberror, for a record of unknown type.
-int told_length(Record record);
+inline int told_length(Record record) {
+  const auto length = static_cast<int>(record.value_length());
+  if (length < 0) [[unlikely]]
+    fberror = FBEBADFLD;
+  return length;
+}
 
 // The bytes that a record's value is taken to need as a value of another type, the text of a number 100; -1 for an
 // unknown type.

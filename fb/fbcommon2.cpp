@@ -31,23 +31,42 @@ Record first_from(FieldBuffer buffer, FieldKey key, char* at) {
   return Record{};
 }
 
-// Occurrence 0, by the index: from where the key was met first, or on from where the walk of earlier searches ended.
-Record first(FieldBuffer buffer, FieldKey key) {
-  findex::Index& index = findex::of(buffer.data());
-  if (index.walked() > buffer.end() - buffer.fields()) index.start(buffer.data());
-  if (std::uint32_t* known = index.find(key.word())) {
-    const Record record = first_from(buffer, key, buffer.fields() + *known);
-    if (record) *known = static_cast<std::uint32_t>(buffer.offset_of(record));
-    return record;
-  }
+// Walks on from where earlier searches ended, to the first record of a key that was not met yet. Having found it, it
+// enters as many bytes of records again as had been walked before, so that the searches to come find theirs entered.
+[[gnu::noinline]] Record walk_on(findex::Index& index, FieldBuffer buffer, FieldKey key) {
+  const std::int64_t enough = 2 * index.walked();
   const Records unwalked = buffer.records_from(buffer.fields() + index.walked());
+  Record found;
   for (auto at = unwalked.begin(); at != unwalked.end(); ++at) {
     const Record record = *at;
     const bool entered = index.enter(record.key().word(), index.walked() + at.slot_length());
-    if (record.key() == key) return record;
+    if (!found && record.key() == key) found = record;
+    if (found && (!entered || index.walked() > enough)) break;
     if (!entered) return first_from(buffer, key, record.at());
   }
-  return Record{};
+  return found;
+}
+
+// The occurrence is not where the key was met first: it was consumed, and the next one takes its place in the index.
+[[gnu::noinline]] Record walk_past(std::uint32_t& known, FieldBuffer buffer, FieldKey key) {
+  const Record record = first_from(buffer, key, buffer.fields() + known);
+  if (record) known = static_cast<std::uint32_t>(buffer.offset_of(record));
+  return record;
+}
+
+// Occurrence 0, by the index.
+inline Record first(FieldBuffer buffer, FieldKey key) {
+  findex::Index& index = findex::of(buffer.data());
+  const std::int64_t present = buffer.end() - buffer.fields();
+  if (index.walked() > present) [[unlikely]]
+    index.start(buffer.data());
+  std::uint32_t* const known = index.find(key.word());
+  if (!known) return walk_on(index, buffer, key);
+  const Record record{buffer.fields() + *known};
+  const std::int64_t room = present - *known;
+  if (room < kMinimumSlot || record.key() != key || record.slot_length_within(room) == 0) [[unlikely]]
+    return walk_past(*known, buffer, key);
+  return record;
 }
 
 Start resume(FieldBuffer buffer, FieldKey key, int nth) {
@@ -72,6 +91,12 @@ bool record_begins(FieldBuffer buffer, std::int64_t offset) {
   return false;
 }
 
+Record find_first(FieldBuffer buffer, FieldKey key) {
+  const Record record = first(buffer, key);
+  if (record) fcache::record_first(buffer.data(), key.word(), static_cast<std::uint32_t>(buffer.offset_of(record)));
+  return record;
+}
+
 }  // namespace
 
 Search search(FieldBuffer buffer, FieldKey key, int nth) {
@@ -84,12 +109,6 @@ Search search(FieldBuffer buffer, FieldKey key, int nth) {
     ++occurrence;
   }
   return {Record{}, occurrence};
-}
-
-Record find_first(FieldBuffer buffer, FieldKey key) {
-  const Record record = first(buffer, key);
-  if (record) fcache::record_first(buffer.data(), key.word(), static_cast<std::uint32_t>(buffer.offset_of(record)));
-  return record;
 }
 
 Record find(FieldBuffer buffer, FieldKey key, int nth) {

@@ -50,18 +50,6 @@ std::uint32_t group_of(const void* buffer) {
   return static_cast<std::uint32_t>((address * 0x9E3779B97F4A7C15u) >> 56) % kGroups;
 }
 
-// First occurrences that were found are noted, and filed in their slots when somebody looks there: most buffers are
-// read field by field and thrown away before.
-struct Note {
-  std::uint32_t key;
-  std::uint32_t offset;
-};
-
-constexpr int kNotes = 64;
-Note notes[kNotes];
-int noted = 0;
-const void* noted_buffer = nullptr;
-
 bool allocate() {
   HeapPtr<Slot> slots = heap_alloc_zeroed<Slot>(std::int64_t{kSlots} * sizeof(Slot));
   HeapPtr<Chains> links = heap_alloc<Chains>(sizeof(Chains));
@@ -106,11 +94,13 @@ int file(const void* buffer, std::uint32_t key, std::int32_t occurrence, std::ui
 }
 
 void file_notes() {
-  for (int i = 0; i < noted; ++i) file(noted_buffer, notes[i].key, 0, notes[i].offset);
-  noted = 0;
+  for (int i = 0; i < notes.count; ++i) file(notes.buffer, notes.taken[i].key, 0, notes.taken[i].offset);
+  notes.count = 0;
 }
 
 }  // namespace
+
+Notes notes = {};
 
 Hit find(const void* buffer, std::uint32_t key, std::int32_t nth) {
   if (!_fcache) return {};
@@ -127,11 +117,11 @@ int record(const void* buffer, std::uint32_t key, std::int32_t occurrence, std::
   return file(buffer, key, occurrence, offset);
 }
 
-void record_first(const void* buffer, std::uint32_t key, std::uint32_t offset) {
-  if (!_fcache && !allocate()) return;
-  if (noted_buffer != buffer || noted == kNotes) file_notes();
-  noted_buffer = buffer;
-  notes[noted++] = {key, offset};
+bool turn_page(const void* buffer) {
+  if (!_fcache && !allocate()) return false;
+  file_notes();
+  notes.buffer = buffer;
+  return true;
 }
 
 void forget(const void* buffer, std::uint32_t key) {
@@ -159,7 +149,7 @@ bool clear(const void* buffer) {
   findex::drop(buffer);
   if (boundary.buffer == buffer) boundary = {};
   if (!_fcache) return false;
-  if (noted_buffer == buffer) noted = 0;
+  if (notes.buffer == buffer) notes.count = 0;
   for (Index at = chains->head[group_of(buffer)]; at != kNone;) {
     const Index next = chains->next[at];
     if (_fcache[at].buffer == buffer) {

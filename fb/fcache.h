@@ -33,8 +33,30 @@ Hit find(const void* buffer, std::uint32_t key, std::int32_t nth);
 // buffer, or the cache could not be allocated.
 int record(const void* buffer, std::uint32_t key, std::int32_t occurrence, std::uint32_t offset);
 
-// The same for occurrence 0, cheaper: it is filed when somebody looks.
-void record_first(const void* buffer, std::uint32_t key, std::uint32_t offset);
+// First occurrences that were found in a buffer, yet to be filed in their slots: that is done when somebody looks
+// there, as most buffers are read field by field and thrown away before.
+struct Notes {
+  struct Note {
+    std::uint32_t key;
+    std::uint32_t offset;
+  };
+  static constexpr int kMost = 64;
+
+  const void* buffer;
+  int count;
+  Note taken[kMost];
+};
+
+extern Notes notes;
+
+// Files what was noted and makes the notes those of this buffer. False when the cache could not be allocated.
+bool turn_page(const void* buffer);
+
+// As record, for occurrence 0.
+inline void record_first(const void* buffer, std::uint32_t key, std::uint32_t offset) {
+  if ((notes.buffer != buffer || notes.count == Notes::kMost) && !turn_page(buffer)) return;
+  notes.taken[notes.count++] = {key, offset};
+}
 
 // Drops what is recorded of one key.
 void forget(const void* buffer, std::uint32_t key);

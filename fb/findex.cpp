@@ -15,10 +15,11 @@ constexpr std::uint32_t kSmallest = 256;  // places, powers of two, of which at 
 constexpr std::uint32_t kLargest = 1u << 16;
 
 Index indexes[4];
-Index* latest = indexes;
 unsigned oldest = 0;
 
 }  // namespace
+
+Index* latest = indexes;
 
 void Index::start(const void* buffer) {
   buffer_ = buffer;
@@ -76,7 +77,7 @@ Index* existing(const void* buffer) {
   return nullptr;
 }
 
-Index& of(const void* buffer) {
+Index& select(const void* buffer) {
   if (Index* index = existing(buffer)) return *index;
   latest = &indexes[oldest++ % std::size(indexes)];
   latest->start(buffer);

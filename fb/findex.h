@@ -60,8 +60,11 @@ class Index {
 };
 
 // The index of a buffer, of which the last few are kept; existing gives null when there is none.
-Index& of(const void* buffer);
+extern Index* latest;
+Index& select(const void* buffer);
 Index* existing(const void* buffer);
+
+inline Index& of(const void* buffer) { return latest->buffer() == buffer ? *latest : select(buffer); }
 
 // Forgets a buffer.
 void drop(const void* buffer);

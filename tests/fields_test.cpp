@@ -459,6 +459,24 @@ TEST(Search, FilesWhatItFinds) {
   EXPECT_EQ(_srch_fcache(buf, kInt, 1000, &occurrence, &offset), -1);
 }
 
+// More keys than the first table of the index holds, several buffers in turn, and changes in between.
+TEST(Search, FindsEachOfManyKeys) {
+  constexpr int kKeys = 700;
+  Buffer buffers[] = {Buffer(kKeys + 2), Buffer(kKeys + 2), Buffer(kKeys + 2), Buffer(kKeys + 2), Buffer(kKeys + 2)};
+  for (int i = 0; i < kKeys; ++i)
+    for (Buffer& buf : buffers) buf.put(key(FB_INT, i), i + static_cast<int>(&buf - buffers));
+  const int added = 5000, last = kKeys - 1;
+  for (int round = 0; round < 2; ++round)
+    for (int i = 0; i < kKeys; ++i)
+      for (Buffer& buf : buffers) ASSERT_EQ(int_at(buf, key(FB_INT, i), 0), i + static_cast<int>(&buf - buffers));
+  EXPECT_EQ(fbispres(buffers[0], key(FB_INT, kKeys), 0), 0);
+  buffers[0].put(key(FB_INT, kKeys), added);
+  EXPECT_EQ(int_at(buffers[0], key(FB_INT, kKeys), 0), added) << "an append is seen";
+  EXPECT_EQ(fbinsert(buffers[0], key(FB_INT, last), 0, &added, 0), 1);
+  EXPECT_EQ(int_at(buffers[0], key(FB_INT, last), 0), added);
+  EXPECT_EQ(int_at(buffers[0], key(FB_INT, last), 1), last);
+}
+
 TEST(DamagedBuffer, IsWalkedAsFarAsItsRecordsGo) {
   const std::string good = bytes("03 00 00 0c 01 00 00 00"), unknown = bytes("05 00 00 24 03 00 00 0c");
   const struct {

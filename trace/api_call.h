@@ -53,7 +53,7 @@ inline double value_of(T number) {
 }
 
 template <class... Values>
-[[gnu::cold, gnu::noinline]] void report(const char* name, Event event, const char* format, Values... values) {
+[[gnu::noinline]] void report(const char* name, Event event, const char* format, Values... values) {
   _vesk_trace(name, kApiClass, event, format, value_of(values)...);
 }
 

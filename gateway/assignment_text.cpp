@@ -166,6 +166,7 @@ void put(char* buffer, int key, const std::string& value) {
   const int length = static_cast<int>(value.size());
   bool stored = false;
   if (type == fb::kCarray) {
+    if (value.empty()) throw TextError("a carray has at least one byte");
     stored = fbput(buffer, key, value.data(), length) == 1;
   } else if (type == fb::kChar) {
     if (length > 1) throw TextError("more than one character: " + value);

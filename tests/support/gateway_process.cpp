@@ -52,6 +52,7 @@ GatewayProcess::GatewayProcess(const vxa::gateway::Options& options) {
   quiet.verbose = false;
   int ends[2];
   if (::pipe(ends) != 0) throw std::runtime_error("pipe");
+  std::fflush(stdout);  // else the child would print it too
   child_ = ::fork();
   if (child_ == 0) {
     ::close(ends[0]);

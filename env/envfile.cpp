@@ -26,7 +26,7 @@ bool put_into_environment(const char* assignment) {
     return false;
   }
   (void)block.release();
-  return true;
+  return true;  // NOLINT(clang-analyzer-unix.Malloc): the environment has it now
 }
 
 void report_unreadable(const char* path) {

@@ -35,8 +35,8 @@ Line line_of(LineKind kind, std::string_view text) {
 
 Line parse_label(std::string_view rest) {
   rest.remove_prefix(1);
-  const std::size_t length = rest.find(']');
-  if (length == rest.npos || length >= kLineSize) return malformed("COM0029", "label without ]");
+  const std::size_t length = rest.find(']');  // npos, beyond every size, when there is none
+  if (length >= kLineSize) return malformed("COM0029", "label without ]");
   if (length == 0) return line_of(LineKind::Common);
   return line_of(LineKind::Section, std::string_view(rest.data(), length));
 }

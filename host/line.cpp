@@ -24,7 +24,7 @@ void Line::add(const char* format, ...) {
 
 void Line::add_values(const char* format, va_list values) {
   const std::size_t room = kCapacity - length_;
-  const int wanted = std::vsnprintf(text_ + length_, room, format, values);
+  const int wanted = std::vsnprintf(text_ + length_, room, format, values);  // NOLINT(clang-analyzer-valist.*)
   if (wanted < 0) return;
   char* const from = text_ + length_;
   length_ += std::min(static_cast<std::size_t>(wanted), room - 1);

@@ -35,7 +35,7 @@ std::filesystem::path host_library() {
   Dl_info library;
   void* const known = dlsym(RTLD_DEFAULT, "_check_node");
   if (!known || !dladdr(known, &library)) throw std::runtime_error("cannot tell where libvxa lies");
-  const auto path = std::filesystem::canonical(library.dli_fname).parent_path() / "libvxahost.so.1";
+  auto path = std::filesystem::canonical(library.dli_fname).parent_path() / "libvxahost.so.1";
   if (!std::filesystem::exists(path)) throw std::runtime_error(path.string() + ": not found");
   return path;
 }

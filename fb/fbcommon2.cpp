@@ -69,11 +69,18 @@ inline Record first(FieldBuffer buffer, FieldKey key) {
   return record;
 }
 
+// A place before which the key does not occur, as far as the index tells without being grown.
+char* lower_bound(FieldBuffer buffer, FieldKey key) {
+  const findex::Index* index = findex::existing(buffer.data());
+  if (!index || index->walked() > buffer.end() - buffer.fields()) return buffer.fields();
+  const std::uint32_t* known = index->find(key.word());
+  return buffer.fields() + (known ? *known : index->walked());
+}
+
 Start resume(FieldBuffer buffer, FieldKey key, int nth) {
   const fcache::Hit hit = fcache::find(buffer.data(), key.word(), nth);
   if (hit && holds(buffer, hit.offset)) return {buffer.fields() + hit.offset, hit.occurrence};
-  const Record record = first(buffer, key);
-  return {record ? record.at() : buffer.end(), 0};
+  return {lower_bound(buffer, key), 0};
 }
 
 void remember(FieldBuffer buffer, FieldKey key, int occurrence, Record record) {
@@ -100,7 +107,6 @@ Record find_first(FieldBuffer buffer, FieldKey key) {
 }  // namespace
 
 Search search(FieldBuffer buffer, FieldKey key, int nth) {
-  if (nth == 0) return {first(buffer, key), 0};
   const Start start = resume(buffer, key, nth);
   int occurrence = start.occurrence;
   for (const Record record : buffer.records_from(start.at)) {

@@ -24,7 +24,6 @@ namespace {
 
 using fields::Buffer;
 using fields::key;
-using fields::kFetched;
 using host::bytes;
 
 using namespace fields::sample;

@@ -3,7 +3,6 @@
  * The service LATE answers after the call that follows it. Each reply still comes to the call that it belongs to. */
 #include <stdio.h>
 #include <string.h>
-
 #include <vxa/vxa_host.h>
 #include <vxa/xatmi.h>
 
@@ -44,13 +43,13 @@ int main(int argc, char **argv) {
 
   int late = begin("LATE", "the first request");
   int echo = begin("ECHO", "the second request");
-  int answered = collect(&late, 0);                /* the other reply comes first, and is kept */
-  answered = collect(&echo, 0) && answered;        /* and handed out here */
+  int answered = collect(&late, 0);         /* the other reply comes first, and is kept */
+  answered = collect(&echo, 0) && answered; /* and handed out here */
 
   begin("LATE", "the third request");
   begin("ECHO", "the fourth request");
   int any = 0;
-  answered = collect(&any, TPGETANY) && answered;  /* whichever reply is there */
+  answered = collect(&any, TPGETANY) && answered; /* whichever reply is there */
   answered = collect(&any, TPGETANY) && answered;
 
   branch_end(&branch);

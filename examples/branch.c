@@ -6,7 +6,6 @@
 #include <string.h>
 #include <time.h>
 #include <unistd.h>
-
 #include <vxa/vxa_host.h>
 
 static void must(const char *verb, int code) {
@@ -51,9 +50,7 @@ void branch_prepare(XID *branch) {
   must("xa_prepare", veskxaosw.xa_prepare_entry(branch, RESOURCE_MANAGER, TMNOFLAGS));
 }
 
-void branch_commit(XID *branch) {
-  must("xa_commit", veskxaosw.xa_commit_entry(branch, RESOURCE_MANAGER, TMNOFLAGS));
-}
+void branch_commit(XID *branch) { must("xa_commit", veskxaosw.xa_commit_entry(branch, RESOURCE_MANAGER, TMNOFLAGS)); }
 
 void branch_rollback(XID *branch) {
   must("xa_rollback", veskxaosw.xa_rollback_entry(branch, RESOURCE_MANAGER, TMNOFLAGS));

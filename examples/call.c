@@ -3,7 +3,6 @@
  * Sends the text to the service TOUPPER and prints what it answers. */
 #include <stdio.h>
 #include <string.h>
-
 #include <vxa/xatmi.h>
 
 #include "branch.h"

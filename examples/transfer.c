@@ -2,14 +2,14 @@
  *
  * Between the phases the program waits for a line of input. From there on the payment happens, whatever becomes of the
  * gateway in between: the commit is repeated on a new link until a gateway has done it. */
+#include "transfer.h"
+
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-
 #include <vxa/xatmi.h>
 
 #include "branch.h"
-#include "transfer.h"
 
 /* Asks for the transfer inside the branch that was started. */
 static int pay(const char *from, const char *to, long cents) {

@@ -13,10 +13,6 @@ char *transfer_request(const char *from, const char *to, long cents) {
   return NULL;
 }
 
-long transfer_balance(char *reply) {
-  return fbgetvali(reply, BALANCE, 0);
-}
+long transfer_balance(char *reply) { return fbgetvali(reply, BALANCE, 0); }
 
-const char *transfer_message(char *reply) {
-  return fbgetvals_tu(reply, MESSAGE, 0);
-}
+const char *transfer_message(char *reply) { return fbgetvals_tu(reply, MESSAGE, 0); }

@@ -19,6 +19,4 @@ long transfer_balance(char *reply) {
   return Fget((FBFR *)reply, BALANCE, 0, &balance, &length) == -1 ? 0 : balance;
 }
 
-const char *transfer_message(char *reply) {
-  return Fvals((FBFR *)reply, MESSAGE, 0);
-}
+const char *transfer_message(char *reply) { return Fvals((FBFR *)reply, MESSAGE, 0); }

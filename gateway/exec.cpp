@@ -189,7 +189,7 @@ class Run : public std::enable_shared_from_this<Run> {
 }  // namespace
 
 Service exec_service(const asio::any_io_executor& executor, const std::string& command, std::chrono::seconds limit) {
-  return [executor, command, limit](Request request, Answer answer) {
+  return [executor, command, limit](Request request, const Answer& answer) {
     const int type = header_of(request.data).type;
     try {
       std::make_shared<Run>(executor, type, input_for(request), answer)->start(command, limit);

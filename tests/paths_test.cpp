@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "tests/support/host.h"
 #include "tests/support/temp_dir.h"
@@ -16,24 +17,22 @@ using host::Environment;
 std::string text_of(const char* text) { return text ? text : "(null)"; }
 
 TEST(Paths, TakenApart) {
+  const std::string longest(254, 'd');
   const struct {
-    const char *path, *prefix, *basename;
-  } cases[] = {{"/usr/lib/x.so", "/usr/lib/", "x.so"},
-               {"x.so", "(null)", "x.so"},
-               {"a\\b/c\\d", "a\\b/c\\", "d"},
-               {"/usr/lib/", "/usr/lib/", ""},
-               {"", "(null)", "(null)"}};
+    std::string path;
+    std::string prefix;
+    std::string basename;
+  } cases[] = {{"/usr/lib/x.so", "/usr/lib/", "x.so"}, {"x.so", "(null)", "x.so"}, {"a\\b/c\\d", "a\\b/c\\", "d"},
+               {longest + "/", longest + "/", ""},     {"", "(null)", "(null)"},   {longest + "/f", "(null)", "f"}};
   for (const auto& c : cases) {
-    EXPECT_EQ(text_of(_vesk_path_prefix(c.path)), c.prefix);
-    EXPECT_EQ(text_of(_vesk_path_basename(c.path)), c.basename);
+    EXPECT_EQ(text_of(_vesk_path_prefix(c.path.c_str())), c.prefix);
+    EXPECT_EQ(text_of(_vesk_path_basename(c.path.c_str())), c.basename);
   }
   EXPECT_EQ(_vesk_path_prefix(nullptr), nullptr);
   EXPECT_EQ(_vesk_path_basename(nullptr), nullptr);
-  EXPECT_EQ(std::strlen(_vesk_path_prefix((std::string(254, 'd') + "/").c_str())), 255u);
-  EXPECT_EQ(_vesk_path_prefix((std::string(254, 'd') + "/f").c_str()), nullptr);
 }
 
-TEST(Paths, Normalised) {
+TEST(Paths, NormalisedAndEndedWithASlash) {
   const struct {
     const char *path, *normal;
   } cases[] = {
@@ -48,56 +47,45 @@ TEST(Paths, Normalised) {
     EXPECT_EQ(_vesk_proc_path(path.data()), 1);
     EXPECT_STREQ(path.c_str(), c.normal) << c.path;
   }
-  char mixed[] = "a\\b/c\\";
-  _vesk_conv_slash(mixed);
-  EXPECT_STREQ(mixed, "a/b/c/");
-}
-
-TEST(Paths, SlashAddedOnce) {
-  char path[8] = "a";
-  EXPECT_EQ(_slash_check(path), 0);
-  EXPECT_EQ(_slash_check(path), 1);
-  EXPECT_STREQ(path, "a/");
-  char empty[2] = "";
-  EXPECT_EQ(_slash_check(empty), 0);
-  EXPECT_STREQ(empty, "/");
+  for (const auto& [text, with_slash] : {std::pair{"", "/"}, {"a", "a/"}}) {
+    char path[8];
+    EXPECT_EQ(_slash_check(std::strcpy(path, text)), 0);
+    EXPECT_EQ(_slash_check(path), 1);
+    EXPECT_STREQ(path, with_slash);
+  }
 }
 
 TEST(Paths, DirectoriesCreatedWithTheirParents) {
   const host::TempDir dir;
   const mode_t mask = umask(027);
-  const std::string path = dir.path("b//c");
-  EXPECT_EQ(_vesk_create_dir((path + "/\\").c_str()), 0);
+  EXPECT_EQ(_vesk_create_dir(dir.path("b//c/\\").c_str()), 0);
   umask(mask);
-  struct stat parent, child;
-  ASSERT_EQ(stat(dir.path("b").c_str(), &parent) | stat(path.c_str(), &child), 0);
-  EXPECT_EQ(parent.st_mode & 07777, 0750u);
-  EXPECT_EQ(child.st_mode & 07777, 0750u);
-  EXPECT_EQ(_vesk_create_dir(path.c_str()), -1) << "it is there already";
-  EXPECT_EQ(_vesk_create_dir((dir.file("file", "") + "/x/y").c_str()), -1);
-  for (const char* impossible : {"", "/", "//"}) EXPECT_EQ(_vesk_create_dir(impossible), -1);
-  EXPECT_EQ(_vesk_create_dir((dir.path() + std::string(256, '/')).c_str()), -1);
+  for (const char* made : {"b", "b/c"}) {
+    struct stat status;
+    ASSERT_EQ(stat(dir.path(made).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0750u);
+  }
+  dir.file("file", "");
+  for (const std::string& impossible :
+       {std::string(), std::string("//"), dir.path("b"), dir.path("file/x/y"), dir.path() + std::string(256, '/')})
+    EXPECT_EQ(_vesk_create_dir(impossible.c_str()), -1) << impossible;
 }
 
 TEST(Paths, FilesOfTheManager) {
-  char name[64];
-  const Environment installed("VESKDIR", "/opt/v/");
-  {
-    const Environment set("VESK_PATHDIR", "/run/x");
-    EXPECT_EQ(_get_vmm_path(name), 1);
-    EXPECT_STREQ(name, "/run/x/vmmd");
-    EXPECT_EQ(_vesk_vmm_lockfile(name), 1);
-    EXPECT_STREQ(name, "/run/x/vmmld");
-    EXPECT_EQ(_get_vmm_path(nullptr), -1);
+  const struct {
+    const char* installation;
+    const char* paths;
+    const char* directory;
+  } cases[] = {{"/opt/v/", "/run/x", "/run/x/"}, {"/opt/v/", nullptr, "/opt/v/path/"}, {nullptr, nullptr, nullptr}};
+  for (const auto& c : cases) {
+    const Environment installation("VESKDIR", c.installation), paths("VESK_PATHDIR", c.paths);
+    char path[64] = "", lock[64] = "";
+    EXPECT_EQ(_get_vmm_path(path), c.directory ? 1 : -1);
+    EXPECT_EQ(_vesk_vmm_lockfile(lock), c.directory ? 1 : -1);
+    EXPECT_EQ(path, c.directory ? std::string(c.directory) + "vmmd" : "");
+    EXPECT_EQ(lock, c.directory ? std::string(c.directory) + "vmmld" : "");
   }
-  const Environment no_directory("VESK_PATHDIR", nullptr);
-  EXPECT_EQ(_get_vmm_path(name), 1);
-  EXPECT_STREQ(name, "/opt/v/path/vmmd");
-  EXPECT_EQ(_vesk_vmm_lockfile(name), 1);
-  EXPECT_STREQ(name, "/opt/v/path/vmmld");
-  const Environment not_installed("VESKDIR", nullptr);
-  EXPECT_EQ(_get_vmm_path(name), -1);
-  EXPECT_EQ(_vesk_vmm_lockfile(name), -1);
+  EXPECT_EQ(_get_vmm_path(nullptr), -1);
 }
 
 }  // namespace

@@ -65,6 +65,7 @@ TEST(Dump, SixteenBytesALine) {
 
 TEST(Dump, LongDataAreShownAsHeadAndTail) {
   const std::vector<char> data(2000);
+  const std::string end_of_line = "\n";
   const auto dumped = [&](int length) {
     testing::internal::CaptureStdout();
     _vesk_dump(data.data(), length);
@@ -75,9 +76,9 @@ TEST(Dump, LongDataAreShownAsHeadAndTail) {
     _vesk_dump2(data.data(), from, to - from);
     return testing::internal::GetCapturedStdout();
   };
-  EXPECT_EQ(dumped(1024), "\n" + lines(0, 1024));
-  EXPECT_EQ(dumped(1025), "\n" + lines(0, 512) + "\n" + lines(0x210, 1025));
-  EXPECT_EQ(dumped(2000), "\n" + lines(0, 512) + "\n" + lines(1504, 2000));
+  EXPECT_EQ(dumped(1024), end_of_line + lines(0, 1024));
+  EXPECT_EQ(dumped(1025), end_of_line + lines(0, 512) + end_of_line + lines(0x210, 1025));
+  EXPECT_EQ(dumped(2000), end_of_line + lines(0, 512) + end_of_line + lines(1504, 2000));
 }
 
 TEST(Descriptors, OpenAndConnected) {

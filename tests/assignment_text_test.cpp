@@ -3,15 +3,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <fstream>
-#include <limits>
+#include <utility>
 
 #include "tests/support/host.h"
+#include "tests/support/temp_dir.h"
 #include "tools/fdl_compiler.h"
-#include "tools/field_text.h"
 #include "vxa/fbuf.h"
 
 namespace vxa::gateway {
@@ -43,10 +40,8 @@ constexpr const char* kEveryType =
 TEST(AssignmentText, EveryTypeAndBack) {
   const Buffer buffer = parse_assignments(kEveryType);
   EXPECT_EQ(header_of(buffer).datalen, fbget_used(buffer.get()));
-  EXPECT_EQ(*static_cast<const short*>(static_cast<const void*>(fbgetval(buffer.get(), 134217730, 0, nullptr))),
-            -32768);
-  EXPECT_STREQ(static_cast<const char*>(static_cast<const void*>(fbgetval(buffer.get(), 469762055, 0, nullptr))),
-               "gr\xc3\xbc\xc3\x9f \t tab, \n line, \\ stroke, \x01");
+  EXPECT_EQ(fbgetvali(buffer.get(), 134217730, 0), -32768);
+  EXPECT_STREQ(fbgetvals(buffer.get(), 469762055, 0), "gr\xc3\xbc\xc3\x9f \t tab, \n line, \\ stroke, \x01");
   int length = 0;
   const void* bytes = fbgetval(buffer.get(), 536870920, 0, &length);
   EXPECT_EQ(std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(length)), std::string("\0\xc3 x", 4));
@@ -54,36 +49,31 @@ TEST(AssignmentText, EveryTypeAndBack) {
 }
 
 TEST(AssignmentText, EmptyValuesAndLines) {
-  const char* text = "#67108865\t\n#469762055\t\n";
-  EXPECT_EQ(assignment_text(parse_assignments(std::string("\n") + text + "\n\n").get()), text);
-  EXPECT_EQ(assignment_text(parse_assignments("").get()), "");
-  EXPECT_EQ(assignment_text(parse_assignments("#201326595\t5").get()), "#201326595\t5\n")
-      << "no end of line at the end";
+  const std::pair<const char*, const char*> cases[] = {
+      {"\n#67108865\t\n#469762055\t\n\n", "#67108865\t\n#469762055\t\n"},
+      {"", ""},
+      {"#201326595\t5", "#201326595\t5\n"}};
+  for (const auto& [text, again] : cases) EXPECT_EQ(assignment_text(parse_assignments(text).get()), again);
 }
 
 TEST(AssignmentText, Refusals) {
-  struct Case {
-    const char* text;
-    const char* why;
-  };
-  for (const Case& each : {Case{"#201326595 5\n", "line 1: a name, a tab"},
-                           {"\n#201326595\t5x\n", "line 2: not a number: 5x"},
-                           {"#201326595\t\n", "not a number"},
-                           {"#201326595\t2147483648\n", "out of the range"},
-                           {"#268435460\t4294967296\n", "out of the range"},
-                           {"#134217730\t32768\n", "out of the range"},
-                           {"#335544325\t1e39\n", "out of the range"},
-                           {"#402653190\t1e999\n", "out of the range"},
-                           {"#536870920\t\n", "at least one byte"},
-                           {"#67108865\tAB\n", "more than one character"},
-                           {"#469762055\ta\\x00b\n", "byte 0"},
-                           {"#469762055\ta\\q\n", "backslash"},
-                           {"#469762055\ta\\x4\n", "backslash"},
-                           {"#469762055\t\\", "backslash"},
-                           {"#603979785\t1\n", "not the number of a field"},  // type 9
-                           {"#\t1\n", "not the number of a field"},
-                           {"#2x\t1\n", "not the number of a field"}})
-    EXPECT_THAT(refusal(each.text), HasSubstr(each.why)) << each.text;
+  const std::pair<const char*, const char*> cases[] = {{"#201326595 5\n", "line 1: a name, a tab"},
+                                                       {"\n#201326595\t5x\n", "line 2: not a number: 5x"},
+                                                       {"#201326595\t\n", "not a number"},
+                                                       {"#201326595\t2147483648\n", "out of the range"},
+                                                       {"#268435460\t4294967296\n", "out of the range"},
+                                                       {"#134217730\t32768\n", "out of the range"},
+                                                       {"#335544325\t1e39\n", "out of the range"},
+                                                       {"#402653190\t1e999\n", "out of the range"},
+                                                       {"#536870920\t\n", "at least one byte"},
+                                                       {"#67108865\tAB\n", "more than one character"},
+                                                       {"#469762055\ta\\x00b\n", "byte 0"},
+                                                       {"#469762055\ta\\q\n", "backslash"},
+                                                       {"#469762055\ta\\x4\n", "backslash"},
+                                                       {"#469762055\t\\", "backslash"},
+                                                       {"#603979785\t1\n", "not the number of a field"},  // type 9
+                                                       {"#2x\t1\n", "not the number of a field"}};
+  for (const auto& [text, why] : cases) EXPECT_THAT(refusal(text), HasSubstr(why)) << text;
 }
 
 TEST(AssignmentText, NamesFromTheFieldTable) {
@@ -92,14 +82,12 @@ TEST(AssignmentText, NamesFromTheFieldTable) {
     const host::Environment none("FDLFILE", nullptr);
     EXPECT_THAT(refusal("AMOUNT\t5\n"), HasSubstr("FDLFILE"));
   }
-  const std::string file = testing::TempDir() + "names-" + std::to_string(::getpid());
-  std::ofstream(file, std::ios::binary)
-      << tools::compile_fields(tools::parse_field_text("AMOUNT 4 long\n").fields).bytes;
+  const host::TempDir folder;
+  const std::string file = folder.file("names", tools::compile_fields({{"AMOUNT", 4, 4}}).bytes);
   const host::Environment table("FDLFILE", file.c_str());
   EXPECT_EQ(assignment_text(parse_assignments("#268435460\t5\n#268435461\t6\n").get()), "AMOUNT\t5\n#268435461\t6\n");
   EXPECT_EQ(refusal("AMOUNT\t5\n"), "accepted");
   EXPECT_THAT(refusal("COUNT\t5\n"), HasSubstr("no field of that name"));
-  std::remove(file.c_str());
   fbkeynm_unload();
 }
 

@@ -1,25 +1,24 @@
 // The states of transaction branches as the gateway keeps them, and the ledger that they change: verbs in and out of
 // order, what a lost connection and a new life leave, what two open branches may not do to each other's money.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
 #include <functional>
 
 #include "gateway/branches.h"
 #include "gateway/ledger.h"
 #include "gateway/store.h"
+#include "tests/support/temp_dir.h"
 #include "vxa/xa.h"
 
 namespace vxa::gateway {
 namespace {
 
-constexpr std::uint32_t kSuccessFlag = TMSUCCESS;
-constexpr std::uint32_t kSuspendFlag = TMSUSPEND;
-constexpr std::uint32_t kFailFlag = TMFAIL;
-constexpr std::uint32_t kMigrateFlag = TMMIGRATE;
-constexpr std::uint32_t kJoinFlag = TMJOIN;
-constexpr std::uint32_t kResumeFlag = TMRESUME;
+constexpr std::uint32_t kSuccess = TMSUCCESS;
+constexpr std::uint32_t kSuspend = TMSUSPEND;
+constexpr std::uint32_t kFail = TMFAIL;
+constexpr std::uint32_t kMigrate = TMMIGRATE;
+constexpr std::uint32_t kJoin = TMJOIN;
+constexpr std::uint32_t kResume = TMRESUME;
 
 Xid branch_named(const std::string& name) {
   XID xid{};
@@ -47,7 +46,7 @@ class GatewayBranches : public testing::Test {
     EXPECT_EQ(start(1, xid), XA_OK);
     Branch& branch = *branches.active(1, txid);
     branch.worked = true;
-    EXPECT_EQ(branches.end(1, xid, kSuccessFlag), XA_OK);
+    EXPECT_EQ(branches.end(1, xid, kSuccess), XA_OK);
     return branch;
   }
   void give(const std::string& account, std::int64_t amount) {
@@ -66,65 +65,58 @@ class GatewayBranches : public testing::Test {
   }
 };
 
-TEST_F(GatewayBranches, TwoPhasesInOrder) {
-  idle(one);
-  EXPECT_EQ(branches.prepare(one), XA_OK);
-  EXPECT_EQ(branches.commit(one, false), XA_OK);
-  EXPECT_EQ(branches.commit(one, false), XAER_NOTA);
-}
-
-TEST_F(GatewayBranches, VerbsOutOfOrder) {
-  EXPECT_EQ(branches.end(1, one, kSuccessFlag), XAER_NOTA);
+TEST_F(GatewayBranches, VerbsInAndOutOfOrder) {
+  EXPECT_EQ(branches.end(1, one, kSuccess), XAER_NOTA);
   EXPECT_EQ(branches.prepare(one), XAER_NOTA);
   EXPECT_EQ(branches.rollback(one), XAER_NOTA);
-  EXPECT_EQ(start(1, one, kJoinFlag), XAER_NOTA);
-  EXPECT_EQ(start(1, one, kResumeFlag), XAER_NOTA);
+  EXPECT_EQ(start(1, one, kJoin), XAER_NOTA);
+  EXPECT_EQ(start(1, one, kResume), XAER_NOTA);
 
   ASSERT_EQ(start(1, one), XA_OK);
   EXPECT_EQ(start(1, one), XAER_DUPID);
   EXPECT_EQ(start(1, two), XAER_PROTO) << "the connection works in another branch";
-  EXPECT_EQ(start(1, one, kJoinFlag | kResumeFlag), XAER_INVAL);
+  EXPECT_EQ(start(1, one, kJoin | kResume), XAER_INVAL);
+  EXPECT_EQ(start(1, one, kResume), XAER_PROTO) << "nothing is suspended";
   EXPECT_EQ(branches.prepare(one), XAER_PROTO) << "still active";
   EXPECT_EQ(branches.commit(one, true), XAER_PROTO);
   EXPECT_EQ(branches.rollback(one), XAER_PROTO);
-  EXPECT_EQ(branches.end(2, one, kSuccessFlag), XAER_PROTO) << "not this connection's";
-  EXPECT_EQ(branches.end(1, one, 0), XAER_INVAL);
-  EXPECT_EQ(branches.end(1, one, kSuccessFlag | kSuspendFlag), XAER_INVAL);
-  EXPECT_EQ(branches.end(1, one, kSuccessFlag | kMigrateFlag), XAER_INVAL);
+  EXPECT_EQ(branches.end(2, one, kSuccess), XAER_PROTO) << "not this connection's";
+  for (const std::uint32_t flags : {0u, kSuccess | kSuspend, kSuccess | kMigrate})
+    EXPECT_EQ(branches.end(1, one, flags), XAER_INVAL);
 
   branches.active(1, txid)->worked = true;
-  ASSERT_EQ(branches.end(1, one, kSuccessFlag), XA_OK);
-  EXPECT_EQ(branches.end(1, one, kSuccessFlag), XAER_PROTO);
+  ASSERT_EQ(branches.end(1, one, kSuccess), XA_OK);
+  EXPECT_EQ(branches.end(1, one, kSuccess), XAER_PROTO);
   EXPECT_EQ(branches.commit(one, false), XAER_PROTO) << "two phases need a prepare";
   EXPECT_EQ(start(2, one), XAER_DUPID);
 
   ASSERT_EQ(branches.prepare(one), XA_OK);
   EXPECT_EQ(branches.prepare(one), XAER_PROTO);
   EXPECT_EQ(branches.commit(one, true), XAER_PROTO) << "one phase is for what is not prepared";
-  EXPECT_EQ(start(2, one, kJoinFlag), XAER_PROTO);
-  EXPECT_EQ(branches.rollback(one), XA_OK);
+  EXPECT_EQ(start(2, one, kJoin), XAER_PROTO);
+  EXPECT_EQ(branches.commit(one, false), XA_OK);
+  EXPECT_EQ(branches.commit(one, false), XAER_NOTA);
 }
 
 TEST_F(GatewayBranches, SuspendResumeAndJoin) {
   ASSERT_EQ(start(1, one), XA_OK);
   const TxId first = txid;
-  ASSERT_EQ(start(2, one, kJoinFlag), XA_OK);
+  ASSERT_EQ(start(2, one, kJoin), XA_OK);
   EXPECT_EQ(txid, first) << "who joins a branch works under its identifier";
-  EXPECT_EQ(start(1, one, kResumeFlag), XAER_PROTO) << "nothing is suspended";
 
-  ASSERT_EQ(branches.end(1, one, kSuspendFlag | kMigrateFlag), XA_NOMIGRATE);
+  ASSERT_EQ(branches.end(1, one, kSuspend | kMigrate), XA_NOMIGRATE);
   EXPECT_EQ(branches.active(1, first), nullptr);
   EXPECT_NE(branches.active(2, first), nullptr);
-  EXPECT_EQ(branches.end(1, one, kSuspendFlag), XAER_PROTO);
-  EXPECT_EQ(start(3, one, kResumeFlag), XAER_PROTO) << "suspended by another connection";
+  EXPECT_EQ(branches.end(1, one, kSuspend), XAER_PROTO);
+  EXPECT_EQ(start(3, one, kResume), XAER_PROTO) << "suspended by another connection";
   ASSERT_EQ(start(1, two), XA_OK) << "another branch can be worked on meanwhile";
-  ASSERT_EQ(branches.end(1, two, kSuccessFlag), XA_OK);
-  ASSERT_EQ(start(1, one, kResumeFlag), XA_OK);
+  ASSERT_EQ(branches.end(1, two, kSuccess), XA_OK);
+  ASSERT_EQ(start(1, one, kResume), XA_OK);
 
-  ASSERT_EQ(branches.end(1, one, kSuspendFlag), XA_OK);
-  ASSERT_EQ(branches.end(2, one, kSuccessFlag), XA_OK);
+  ASSERT_EQ(branches.end(1, one, kSuspend), XA_OK);
+  ASSERT_EQ(branches.end(2, one, kSuccess), XA_OK);
   EXPECT_EQ(branches.prepare(one), XAER_PROTO) << "a suspended association is not ended";
-  EXPECT_EQ(branches.end(1, one, kSuccessFlag), XA_OK);
+  EXPECT_EQ(branches.end(1, one, kSuccess), XA_OK);
   EXPECT_EQ(branches.prepare(one), XA_RDONLY) << "nothing was done in it";
   EXPECT_EQ(branches.rollback(one), XAER_NOTA) << "a read-only branch is finished by its prepare";
 }
@@ -132,12 +124,12 @@ TEST_F(GatewayBranches, SuspendResumeAndJoin) {
 TEST_F(GatewayBranches, RollbackOnly) {
   ASSERT_EQ(start(1, one), XA_OK);
   branches.doom(txid, XA_RBROLLBACK);
-  EXPECT_EQ(start(2, one, kJoinFlag), XA_RBROLLBACK);
-  EXPECT_EQ(branches.end(1, one, kSuccessFlag), XA_RBROLLBACK);
+  EXPECT_EQ(start(2, one, kJoin), XA_RBROLLBACK);
+  EXPECT_EQ(branches.end(1, one, kSuccess), XA_RBROLLBACK);
   EXPECT_EQ(branches.rollback(one), XA_OK);
 
   ASSERT_EQ(start(1, one), XA_OK);
-  ASSERT_EQ(branches.end(1, one, kFailFlag), XA_RBROLLBACK);
+  ASSERT_EQ(branches.end(1, one, kFail), XA_RBROLLBACK);
   EXPECT_EQ(branches.prepare(one), XA_RBROLLBACK);
   EXPECT_EQ(branches.prepare(one), XAER_NOTA);
 
@@ -151,21 +143,20 @@ TEST_F(GatewayBranches, LostConnection) {
   ASSERT_EQ(start(1, two), XA_OK);
   const Xid shared = branch_named("shared");
   ASSERT_EQ(start(2, shared), XA_OK);
-  ASSERT_EQ(start(3, shared, kJoinFlag), XA_OK);
+  ASSERT_EQ(start(3, shared, kJoin), XA_OK);
 
   branches.disconnected(1);
   branches.disconnected(3);
   EXPECT_EQ(branches.prepare(one), XA_OK) << "ended before the connection was lost";
   EXPECT_EQ(branches.rollback(two), XAER_NOTA) << "nobody is left to end it";
-  EXPECT_EQ(branches.end(2, shared, kSuccessFlag), XA_RBCOMMFAIL);
+  EXPECT_EQ(branches.end(2, shared, kSuccess), XA_RBCOMMFAIL);
   EXPECT_EQ(branches.rollback(shared), XA_OK);
 }
 
 TEST_F(GatewayBranches, OpenBranchesCannotSpendTheSameMoney) {
   give("alice", 100);
   give("bob", 1);
-  const auto mine = ledger.begin();
-  const auto yours = ledger.begin();
+  const auto mine = ledger.begin(), yours = ledger.begin();
   EXPECT_EQ(ledger.transfer(*mine, "alice", "bob", 60), 40);
   EXPECT_EQ(ledger.balance(&*yours, "alice"), 100) << "not committed";
   EXPECT_EQ(refusal([&] { ledger.transfer(*yours, "alice", "bob", 60); }), Refusal::kNotCovered);
@@ -179,8 +170,7 @@ TEST_F(GatewayBranches, OpenBranchesCannotSpendTheSameMoney) {
 
 TEST_F(GatewayBranches, LedgerRefusals) {
   give("alice", kLargestBalance - 10);
-  const auto changes = ledger.begin();
-  const auto other = ledger.begin();
+  const auto changes = ledger.begin(), other = ledger.begin();
   EXPECT_EQ(refusal([&] { ledger.open(*changes, "alice"); }), Refusal::kAccountExists);
   EXPECT_EQ(refusal([&] { ledger.open(*changes, ""); }), Refusal::kBadRequest);
   EXPECT_EQ(refusal([&] { ledger.deposit(*changes, "nobody", 1); }), Refusal::kNoAccount);
@@ -194,43 +184,30 @@ TEST_F(GatewayBranches, LedgerRefusals) {
   EXPECT_TRUE(other->empty()) << "refused operations stage nothing";
 }
 
-// A gateway that is gone without a goodbye, and its next life on the same file.
+// Three lives of a gateway on one file.
 TEST(GatewayStore, PreparedBranchesOutliveTheGateway) {
-  const std::string file = testing::TempDir() + "ledger-" + std::to_string(::getpid()) + ".db";
+  const host::TempDir folder;
+  const std::string file = folder.path("ledger.db");
   const Xid kept = branch_named("kept");
   const Xid dropped = branch_named("dropped");
   {
     Store store(file);
     EXPECT_THROW(Store{file}, StoreError) << "one gateway at a time";
-    Ledger ledger(store);
-    Branches branches(store, ledger);
-    TxId txid;
-    for (const Xid& xid : {kept, dropped}) {
-      ASSERT_EQ(branches.start(1, xid, 0, txid), XA_OK);
-      Branch& branch = *branches.active(1, txid);
-      branch.worked = true;
-      ledger.open(*branch.changes, xid.text());
-      ledger.deposit(*branch.changes, xid.text(), 500);
-      ASSERT_EQ(branches.end(1, xid, kSuccessFlag), XA_OK);
-      ASSERT_EQ(branches.prepare(xid), XA_OK);
-    }
-    EXPECT_FALSE(store.balance(kept.text())) << "prepared is not committed";
+    store.prepare(kept, {{"alice", {.opens = true, .amount = 500}}});
+    store.prepare(dropped, {{"bob", {.opens = true, .amount = 1}}});
+    EXPECT_FALSE(store.balance("alice")) << "prepared is not committed";
   }
   {
     Store store(file);
     Ledger ledger(store);
     Branches branches(store, ledger);
-    EXPECT_EQ(branches.count(), 2u);
     EXPECT_EQ(branches.commit(kept, false), XA_OK);
     EXPECT_EQ(branches.rollback(dropped), XA_OK);
   }
-  {
-    Store store(file);
-    EXPECT_TRUE(store.prepared().empty());
-    EXPECT_EQ(store.balance(kept.text()), 500);
-    EXPECT_FALSE(store.balance(dropped.text()));
-  }
-  for (const char* suffix : {"", "-wal", "-shm"}) std::filesystem::remove(file + suffix);
+  Store store(file);
+  EXPECT_TRUE(store.prepared().empty());
+  EXPECT_EQ(store.balance("alice"), 500);
+  EXPECT_FALSE(store.balance("bob"));
 }
 
 }  // namespace

@@ -1,16 +1,14 @@
 // The gateway and the library together: transactions over the ledger that outlive a kill, and commands as services.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
-#include <filesystem>
 
 #include "gateway/assignment_text.h"
 #include "gateway/ledger.h"
 #include "gateway/ledger_fields.h"
 #include "tests/support/gateway_process.h"
-#include "tests/support/host.h"
+#include "tests/support/temp_dir.h"
 #include "vxa/fbuf.h"
 #include "vxa/xa.h"
 #include "vxa/xatmi.h"
@@ -66,9 +64,9 @@ int balance_in(const Answer& answer) { return fbgetvali(answer.data.get(), field
 std::string message_in(const Answer& answer) { return fbgetvals(answer.data.get(), field::kMessage, 0); }
 
 TEST(GatewayLedger, MoneyMovesWithItsBranchOverAKill) {
-  const std::string file = testing::TempDir() + "services-" + std::to_string(::getpid()) + ".db";
+  const host::TempDir folder;
   Options options;
-  options.database = file;
+  options.database = folder.path("ledger.db");
   XID opening = branch_named("opening");
   XID paying = branch_named("paying");
   {
@@ -103,8 +101,6 @@ TEST(GatewayLedger, MoneyMovesWithItsBranchOverAKill) {
   EXPECT_EQ(balance_in(call("BALANCE", record("alice"))), 120);
   EXPECT_EQ(balance_in(call("BALANCE", record("bob"))), 180);
   EXPECT_EQ(vesk_xa_commit(&paying, 1, 0), XAER_NOTA);
-  gateway.end(SIGTERM);
-  for (const char* suffix : {"", "-wal", "-shm"}) std::filesystem::remove(file + suffix);
 }
 
 TEST(GatewayLedger, ARefusalSaysWhyAndDoomsTheBranch) {

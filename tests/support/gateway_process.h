@@ -1,12 +1,10 @@
-// A development gateway in a process of its own, on a free port, for as long as the object lives.
+// A development gateway in a process of its own, on a free port, for as long as the object lives; and who talks to it.
 #pragma once
 
 #include <sys/types.h>
 
-#include <cstdint>
-#include <string>
-
 #include "gateway/gateway.h"
+#include "tests/support/peer.h"
 
 class GatewayProcess {
  public:
@@ -15,35 +13,21 @@ class GatewayProcess {
   GatewayProcess& operator=(const GatewayProcess&) = delete;
   ~GatewayProcess();
 
-  std::uint16_t port() const { return port_; }
+  int port() const { return port_; }
 
   // Sends the signal and waits for the end; the wait status.
   int end(int signal);
 
  private:
   pid_t child_ = 0;
-  std::uint16_t port_ = 0;
+  int port_ = 0;
 };
 
-// A client that speaks bytes; each operation waits at most 5 seconds.
-class RawClient {
+// A client that speaks bytes.
+class RawClient : public peer::End {
  public:
-  explicit RawClient(std::uint16_t port);
-  RawClient(const RawClient&) = delete;
-  RawClient& operator=(const RawClient&) = delete;
-  ~RawClient();
+  explicit RawClient(const GatewayProcess& gateway);
 
-  void send(const std::string& bytes);
-
-  // That many bytes, or fewer when the gateway closes the connection before.
-  std::string receive(std::size_t length);
-
-  // A whole message by the length word of its header.
-  std::string receive_message();
-
-  // Whether nothing arrives for the given time.
-  bool silent_for(int milliseconds);
-
- private:
-  int fd_;
+  // The message that answers the bytes.
+  std::string answer(const std::string& request);
 };

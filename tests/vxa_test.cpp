@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <sstream>
 
 #include "tests/support/link_test.h"
 #include "xa/openstr.h"
@@ -24,69 +25,65 @@ XID branch() {
 }
 
 TEST(Switch, IsLaidOutAsTheStandardHasIt) {
-  EXPECT_EQ(std::string(veskxaosw.name, 32), std::string("VeskXA") + std::string(26, '\0'));
-  EXPECT_EQ(veskxaosw.flags, 0);
-  EXPECT_EQ(veskxaosw.version, 40);
   void* const entries[10] = {reinterpret_cast<void*>(vesk_xa_open),     reinterpret_cast<void*>(vesk_xa_close),
                              reinterpret_cast<void*>(vesk_xa_start),    reinterpret_cast<void*>(vesk_xa_end),
                              reinterpret_cast<void*>(vesk_xa_rollback), reinterpret_cast<void*>(vesk_xa_prepare),
                              reinterpret_cast<void*>(vesk_xa_commit),   reinterpret_cast<void*>(vesk_xa_recover),
                              reinterpret_cast<void*>(vesk_xa_forget),   reinterpret_cast<void*>(vesk_xa_complete)};
-  ASSERT_EQ(sizeof veskxaosw, 48 + sizeof entries);
-  EXPECT_EQ(std::memcmp(reinterpret_cast<char*>(&veskxaosw) + 48, entries, sizeof entries), 0);
+  // Name, flags 0, version 40.
+  const std::string image = "VeskXA" + std::string(26, '\0') + host::bytes("0000000000000000 2800000000000000") +
+                            std::string(reinterpret_cast<const char*>(entries), sizeof entries);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(&veskxaosw), sizeof veskxaosw), image);
 }
 
 TEST(OpenString, IsReadOptionByOption) {
   const std::string name255(255, 'h');
   const std::string digits255 = std::string(254, '0') + "9";
+  const std::string x1015(1015, 'x');
+  const std::string before = "before:1 2 3";
   struct Case {
     std::string info;
-    int result;
-    std::string printed;
-    std::string host;  // what the four variables hold afterwards; "before", 1, 2 and 3 at first
-    int port;
-    int level;
-    int timeout;
+    std::string after;  // host:port, debug level and timeout
+    int result = 1;
+    std::string printed = "";  // behind "[VeskXA] "
   } cases[] = {
-      {"host=10.0.0.7:900+timeout=30+dbglvl=2", 1, "", "10.0.0.7", 900, 2, 30},
-      {"timeout=-4+dbglvl=0x9+host=gw:12ab", 1, "", "gw", 12, 0, -4},
-      {"host=gw:99999999999", 1, "", "gw", static_cast<int>(99999999999 & 0xffffffff), 2, 3},
-      {"host=a:b:c", 1, "", "a", 0, 2, 3},
-      {"timeout=5", -1, "", "before", 1, 2, 3},
-      {"", -1, "", "before", 1, 2, 3},
-      {"hos+t=a:1", -1, "", "before", 1, 2, 3},
-      {"host", -1, "[VeskXA] invalid value[host]\n", "before", 1, 2, 3},
-      {"host=:9", -1, "[VeskXA] invalid host[:9]\n", "before", 1, 2, 3},
-      {"host=+timeout=9", -1, "[VeskXA] invalid host[]\n", "before", 1, 2, 3},
-      {"host=gw", -1, "[VeskXA] invalid port[]\n", "before", 1, 2, 3},
-      {"host=gw:+timeout=9", -1, "[VeskXA] invalid port[:]\n", "before", 1, 2, 3},
-      {"host=" + name255 + ":1", 1, "", name255, 1, 2, 3},
-      {"host=" + name255 + "h:1", -1, "[VeskXA] invalid host[" + name255 + "h:1]\n", "before", 1, 2, 3},
-      {"host=timeout.example:900+timeout=5", 1, "[VeskXA] invalid value[timeout.example:900]\n", "timeout.example", 900,
-       2, 3},
-      {"host=g:1+timeout=abc", 1, "", "g", 1, 2, 0},
-      {"host=g:1+timeout=+dbglvl=", 1, "", "g", 1, 2, 3},
-      {"host=g:1+dbglvl+timeout=8", 1, "[VeskXA] invalid value[dbglvl]\n", "g", 1, 2, 8},
-      {"host=g:1+timeout=" + digits255 + "+dbglvl=0" + digits255, 1, "", "g", 1, 2, 9},
-      {"host=g: +5", 1, "", "g", 0, 2, 3},  // a segment ends at the separator, also for the number in it
+      {"host=10.0.0.7:900+timeout=30+dbglvl=2", "10.0.0.7:900 2 30"},
+      {"timeout=-4+dbglvl=0x9+host=gw:12ab", "gw:12 0 -4"},
+      {"host=gw:99999999999", "gw:1215752191 2 3"},  // its low 32 bits
+      {"host=a:b:c", "a:0 2 3"},
+      {"timeout=5", before, -1},
+      {"", before, -1},
+      {"hos+t=a:1", before, -1},
+      {"host", before, -1, "invalid value[host]"},
+      {"host=:9", before, -1, "invalid host[:9]"},
+      {"host=+timeout=9", before, -1, "invalid host[]"},
+      {"host=gw", before, -1, "invalid port[]"},
+      {"host=gw:+timeout=9", before, -1, "invalid port[:]"},
+      {"host=" + name255 + ":1", name255 + ":1 2 3"},
+      {"host=" + name255 + "h:1", before, -1, "invalid host[" + name255 + "h:1]"},
+      {"host=timeout.example:900+timeout=5", "timeout.example:900 2 3", 1, "invalid value[timeout.example:900]"},
+      {"host=g:1+timeout=abc", "g:1 2 0"},
+      {"host=g:1+timeout=+dbglvl=", "g:1 2 3"},
+      {"host=g:1+dbglvl+timeout=8", "g:1 2 8", 1, "invalid value[dbglvl]"},
+      {"host=g:1+timeout=" + digits255 + "+dbglvl=0" + digits255, "g:1 2 9"},
+      {"host=g: +5", "g:0 2 3"},  // a segment ends at the separator, also for the number in it
       // Of a segment of 1024 characters all count, of a longer one the first 1023.
-      {"host=g:1+timeout" + std::string(1015, 'x') + "=7", 1, "", "g", 1, 2, 7},
-      {"host=g:1+timeout" + std::string(1015, 'x') + "=77", 1, "", "g", 1, 2, 3},
-      {"host=g:1+timeout" + std::string(1016, 'x') + "=7", 1,
-       "[VeskXA] invalid value[timeout" + std::string(1016, 'x') + "]\n", "g", 1, 2, 3},
+      {"host=g:1+timeout" + x1015 + "=7", "g:1 2 7"},
+      {"host=g:1+timeout" + x1015 + "=77", "g:1 2 3"},
+      {"host=g:1+timeout" + x1015 + "x=7", "g:1 2 3", 1, "invalid value[timeout" + x1015 + "x]"},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.info);
     std::strcpy(vesk_hostaddr, "before");
     vesk_hostport = 1;
     _dbg_lvl = 2;
     _timeout = 3;
     Console console;
-    EXPECT_EQ(parse_xainfo(c.info.c_str()), c.result) << c.info;
-    EXPECT_EQ(console.text(), c.printed) << c.info;
-    EXPECT_EQ(vesk_hostaddr, c.host) << c.info;
-    EXPECT_EQ(vesk_hostport, c.port) << c.info;
-    EXPECT_EQ(_dbg_lvl, c.level) << c.info;
-    EXPECT_EQ(_timeout, c.timeout) << c.info;
+    EXPECT_EQ(parse_xainfo(c.info.c_str()), c.result);
+    EXPECT_EQ(console.text(), c.printed.empty() ? "" : "[VeskXA] " + c.printed + "\n");
+    std::ostringstream after;
+    after << vesk_hostaddr << ":" << vesk_hostport << " " << _dbg_lvl << " " << _timeout;
+    EXPECT_EQ(after.str(), c.after);
   }
   EXPECT_EQ(parse_xainfo(nullptr), -1);
   _timeout = 0;
@@ -142,23 +139,21 @@ TEST_F(LinkTest, RefusesFlagsOutsideTheMasks) {
                {vesk_xa_rollback, "xa_rollback", 0x80000000},
                {vesk_xa_prepare, "xa_prepare", 0x80000000},
                {vesk_xa_commit, "xa_commit", 0xD0000000}};
-  std::string printed;
+  std::ostringstream printed;
+  printed << std::hex;
   for (const Case& c : cases)
     for (int bit = 0; bit < 64; ++bit) {
-      const long flag = static_cast<long>(1UL << bit);
-      // Accepted flags come as far as the missing XID.
-      EXPECT_EQ(c.verb(nullptr, kRmid, flag), c.accepted & flag ? XAER_INVAL : XAER_PROTO) << c.name << " " << bit;
-      if (c.accepted & flag) continue;
-      char line[80];
-      std::snprintf(line, sizeof line, "[VeskXA] %s invalid flag[%#x]\n", c.name, static_cast<unsigned>(flag));
-      printed += line;
+      const bool accepted = c.accepted >> bit & 1;  // then it comes as far as the missing XID
+      EXPECT_EQ(c.verb(nullptr, kRmid, static_cast<long>(1UL << bit)), accepted ? XAER_INVAL : XAER_PROTO) << bit;
+      if (accepted) continue;
+      printed << "[VeskXA] " << c.name << " invalid flag[" << (bit < 32 ? "0x" : "") << (1UL << bit & 0xffffffff)
+              << "]\n";
     }
   EXPECT_EQ(vesk_xa_close(nullptr, 0, TMFAIL), XAER_PROTO);
-  printed += "[VeskXA] xa_cloase invalid flag[0x20000000]\n";
   vesk_xa_close(nullptr, 0, TMASYNC);
   EXPECT_EQ(vesk_xa_open(nullptr, kRmid, TMNOWAIT), XAER_PROTO);
-  printed += "[VeskXA] xa_open invalid flag[0x10000000]\n";
-  EXPECT_EQ(console.text(), printed);
+  printed << "[VeskXA] xa_cloase invalid flag[0x20000000]\n[VeskXA] xa_open invalid flag[0x10000000]\n";
+  EXPECT_EQ(console.text(), printed.str());
 }
 
 TEST_F(LinkTest, StartSendsTheBranchAndTakesTheTransaction) {
@@ -169,16 +164,28 @@ TEST_F(LinkTest, StartSendsTheBranchAndTakesTheTransaction) {
   EXPECT_EQ(txid[1], 5);
   EXPECT_EQ(txid[2], static_cast<std::int32_t>(0x80000001));
   EXPECT_EQ(gateway.message(),
-            host::bytes("90 35 20 82  00 00 00 00  00 00 00 04  00 00 00 a6"  // magic, seqno, type, size
-                        "00 00 00 95  00 00 00 00  00 00 00 00  00 00 00 00"  // msgtype 149
-                        "00 00 00 00  00 00 00 00") +
-                std::string(12 + 16 + 32, '\0') +                                 // txid, texts
+            host::bytes("90 35 20 82  00 00 00 00  00 00 00 04  00 00 00 a6"      // magic, seqno, type, size
+                        "00 00 00 95") +                                          // msgtype 149
+                std::string(80, '\0') +                                           // result, txid, texts
                 host::bytes("00 00 00 1e  00 20 00 00  00 00 00 00  00 00 00 00"  // datalen, flags
                             "00 00 00 00  00 00 00 00  ff ff ff ff  00 00 00 07"  // handle, rmid
                             "00 00 00 00"
                             "01 00 00 00 00 00 00 00  04 00 00 00 00 00 00 00"
                             "02 00 00 00 00 00 00 00  47 30 30 31 42 31"));
   EXPECT_TRUE(gateway.quiet());
+}
+
+// A request for branch() with the header words that differ.
+Wire request(std::uint32_t seqno, std::uint32_t code, long flags, std::uint32_t handle = 0xffffffff) {
+  const XID xid = branch();
+  return {.seqno = seqno,
+          .type = 4,
+          .size = 166,
+          .msgtype = code,
+          .flags = static_cast<std::uint32_t>(flags),
+          .handle = handle,
+          .rmid = kRmid,
+          .payload = {reinterpret_cast<const char*>(&xid), 30}};
 }
 
 TEST_F(LinkTest, EachVerbHasItsCodeAndGivesBackTheResult) {
@@ -191,21 +198,12 @@ TEST_F(LinkTest, EachVerbHasItsCodeAndGivesBackTheResult) {
   XID xid = branch();
   std::string printed;
   std::uint32_t seqno = 0;
-  const std::string payload(reinterpret_cast<const char*>(&xid), 30);
   txid[0] = 77;
   for (const Case& c : cases) {
     for (const std::uint32_t kind : {1000u, 2000u}) {
       gateway.send(Wire{.msgtype = c.code + kind, .result = 0xfffffffc, .txid = {1, 2, 3}});
       EXPECT_EQ(c.verb(&xid, kRmid, c.flags), XAER_NOTA);
-      EXPECT_EQ(gateway.message(), (Wire{.seqno = seqno++,
-                                         .type = 4,
-                                         .size = 166,
-                                         .msgtype = c.code,
-                                         .flags = static_cast<std::uint32_t>(c.flags),
-                                         .handle = 0xffffffff,
-                                         .rmid = 7,
-                                         .payload = payload})
-                                       .bytes());
+      EXPECT_EQ(gateway.message(), request(seqno++, c.code, c.flags).bytes());
     }
     printed += "[VeskXA] do_request fail[-4][" + std::to_string(c.code + 2000) + "]\n";
   }
@@ -285,15 +283,7 @@ TEST_F(LinkTest, AsynchronousRequestsAreCompletedByHandle) {
   const int second = vesk_xa_end(&xid, kRmid, TMASYNC);
   EXPECT_EQ(second, first + 1);
   const auto at = static_cast<std::uint32_t>(first);
-  EXPECT_EQ(gateway.message(), (Wire{.seqno = 0,
-                                     .type = 4,
-                                     .size = 166,
-                                     .msgtype = 149,
-                                     .flags = 0x80000000,
-                                     .handle = at,
-                                     .rmid = 7,
-                                     .payload = std::string(reinterpret_cast<const char*>(&xid), 30)})
-                                   .bytes());
+  EXPECT_EQ(gateway.message(), request(0, 149, TMASYNC, at).bytes());
   int handle = second;
   int result = 99;
   EXPECT_EQ(vesk_xa_complete(&handle, &result, kRmid, TMNOWAIT), XA_RETRY);

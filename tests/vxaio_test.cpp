@@ -2,11 +2,10 @@
 #include "xa/vxaio.h"
 
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "tests/support/link_test.h"
 #include "tests/support/structs.h"
@@ -17,192 +16,133 @@
 namespace {
 
 using peer::Console;
-using peer::End;
 using peer::LinkTest;
+using peer::Stream;
 using peer::Wire;
 using peer::word;
-using testing::StartsWith;
 using vxa::Message;
 using vxa::payload_of;
 
-// A stream of which the test holds one end and the library reads the other.
-struct Stream {
-  Stream() {
-    int fds[2];
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
-    far.take(fds[0]);
-    near.take(fds[1]);
-  }
+constexpr int kDescriptor = 100;
 
-  // What reading gives of these bytes and the end of the stream after them.
-  Message read(const std::string& bytes) {
-    far.send(bytes);
-    far.finish();
-    return Message{_read_from_xagw(near.fd())};
+// What the library makes of some bytes and the end of the stream after them.
+struct Read {
+  explicit Read(const std::string& bytes) {
+    Stream stream;
+    const peer::End near{dup2(stream.near.fd(), kDescriptor)};
+    stream.far.send(bytes);
+    stream.far.hang_up();
+    Console console;
+    message.reset(_read_from_xagw(kDescriptor));
+    printed = console.text();
   }
-  Message read(const Wire& message) { return read(message.bytes()); }
+  explicit Read(const Wire& wire) : Read(wire.bytes()) {}
 
-  End far;
-  End near;
+  std::string payload(std::size_t n) const { return message ? std::string(payload_of(message.get()), n) : "none"; }
+
+  Message message;
+  std::string printed;
 };
 
-struct ReadMessage : Stream, testing::Test {};
-
-std::string text(const char* format, int fd, int a, int b) {
-  char line[100];
-  std::snprintf(line, sizeof line, format, fd, a, b);
-  return line;
+std::string short_read(std::size_t got, std::int64_t wanted) {
+  return "[VeskXA] read from xagw error! [100:" + std::to_string(got) + ":" + std::to_string(wanted) + "]\n";
 }
 
-TEST_F(ReadMessage, FailsWhereverTheStreamEnds) {
+TEST(ReadMessage, FailsWhereverTheStreamEnds) {
   const std::string whole = Wire{.type = 3, .size = 1024, .msgtype = 1003, .payload = "ten bytes."}.bytes();
   for (std::size_t n = 0; n < whole.size(); ++n) {
-    Stream cut;
-    Console console;
-    EXPECT_EQ(cut.read(whole.substr(0, n)), nullptr) << n;
-    const int got = static_cast<int>(n);
-    EXPECT_EQ(console.text(), n < 136
-                                  ? text("[VeskXA] read from xagw error! [%d:%d:%d]\n", cut.near.fd(), got, 136)
-                                  : text("[VeskXA] read from xagw error! [%d:%d:%d]\n", cut.near.fd(), got - 136, 10))
-        << n;
+    const Read cut{whole.substr(0, n)};
+    EXPECT_EQ(cut.message, nullptr) << n;
+    EXPECT_EQ(cut.printed, n < 136 ? short_read(n, 136) : short_read(n - 136, 10));
   }
   Console console;
-  EXPECT_EQ(Message{_read_from_xagw(-1)}, nullptr);
+  EXPECT_EQ(_read_from_xagw(-1), nullptr);
   EXPECT_EQ(console.text(), "[VeskXA] read from xagw fail! [-1:-1:136]\n");
 }
 
-TEST_F(ReadMessage, ReadsPiecesBetweenSignals) {
+TEST(ReadMessage, ReadsPiecesBetweenSignals) {
+  Stream stream;
   const std::string payload(50, 'p');
-  Message message;
-  {
-    const peer::Dripper dripper{far, Wire{.type = 4, .msgtype = 1003, .subtype = "sub", .payload = payload}.bytes()};
-    message.reset(_read_from_xagw(near.fd()));
-  }
+  std::jthread peer([&] {
+    for (const char c : Wire{.type = 4, .msgtype = 1003, .subtype = "sub", .payload = payload}.bytes()) {
+      std::this_thread::sleep_for(std::chrono::microseconds(200));
+      stream.far.send(std::string(1, c));
+    }
+  });
+  const peer::Interruptions interruptions;
+  const Message message{_read_from_xagw(stream.near.fd())};
   ASSERT_NE(message, nullptr);
   EXPECT_EQ(std::string(payload_of(message.get())), payload) << "what follows a payload is a zero byte";
   EXPECT_STREQ(message->subtype, "sub");
 }
 
 // The block must hold the capacity that the header claims, and the reserve for trailers behind it.
-TEST_F(ReadMessage, BelievesNoLength) {
+TEST(ReadMessage, BelievesNoLength) {
   struct Case {
     std::uint32_t size;
     std::uint32_t datalen;
     std::size_t sent;
-    const char* printed;  // null: the message is read
-  } cases[] = {{1024, 0, 0, nullptr},
-               {0, 100, 100, nullptr},
-               {1864, 1864, 1864, nullptr},
-               {1865, 1864, 1864, nullptr},
-               {1864, 1865, 1865, nullptr},
-               {8000, 1, 1, nullptr},
-               {1, 60000, 60000, nullptr},
-               {0x7ffffff, 5, 5, nullptr},
-               {0xffffffff, 5, 5, "error! [%d:%d:%d]\n"},
-               {0x80000000, 5, 5, "error! [%d:%d:%d]\n"},
-               {1024, 0xffffffff, 5, "error! [%d:%d:%d]\n"},
-               {1024, 0x80000000, 5, "error! [%d:%d:%d]\n"},
-               {1024, 6, 5, "error! [%d:%d:%d]\n"},
-               {1024, 0x7ffffff, 5, "error! [%d:%d:%d]\n"}};
+    std::string printed = "";
+  } cases[] = {{1024, 0, 0},
+               {0, 100, 100},
+               {1864, 1864, 1864},
+               {1865, 1864, 1864},
+               {1864, 1865, 1865},
+               {8000, 1, 1},
+               {1, 60000, 60000},
+               {0x7ffffff, 5, 5},
+               {0xffffffff, 5, 5, short_read(0, 5)},
+               {0x80000000, 5, 5, short_read(0, 5)},
+               {1024, 0xffffffff, 5, short_read(0, -1)},
+               {1024, 0x80000000, 5, short_read(0, -2147483648)},
+               {1024, 6, 5, short_read(5, 6)},
+               {1024, 0x7ffffff, 5, short_read(5, 0x7ffffff)}};
   for (const Case& c : cases) {
-    Stream lying;
-    Console console;
-    const Message message =
-        lying.read(Wire{.type = 4, .size = c.size, .datalen = c.datalen, .payload = std::string(c.sent, 'x')});
-    const int got = static_cast<std::int32_t>(c.datalen) < 0 || static_cast<std::int32_t>(c.size) < 0 ? 0 : 5;
-    EXPECT_EQ(console.text(), c.printed ? text("[VeskXA] read from xagw error! [%d:%d:%d]\n", lying.near.fd(), got,
-                                               static_cast<int>(c.datalen))
-                                        : "");
-    ASSERT_EQ(message != nullptr, c.printed == nullptr) << c.size << " " << c.datalen;
-    if (!message) continue;
-    EXPECT_EQ(message->size, static_cast<std::int32_t>(c.size));
-    EXPECT_EQ(std::string(payload_of(message.get()), c.sent), std::string(c.sent, 'x'));
-    std::memset(payload_of(message.get()), 'y', std::max<std::size_t>(c.size, c.datalen) + 64);
+    const std::string sent(c.sent, 'x');
+    const Read lying{Wire{.type = 4, .size = c.size, .datalen = c.datalen, .payload = sent}};
+    EXPECT_EQ(lying.printed, c.printed);
+    ASSERT_EQ(lying.message != nullptr, c.printed.empty()) << c.size << " " << c.datalen;
+    if (!lying.message) continue;
+    EXPECT_EQ(lying.message->size, static_cast<std::int32_t>(c.size));
+    EXPECT_EQ(lying.payload(c.sent), sent);
+    std::memset(payload_of(lying.message.get()), 'y', std::max<std::size_t>(c.size, c.datalen) + 64);
   }
 }
 
-// Key words: the type in the top six bits; field 5 throughout.
-constexpr std::uint32_t key(std::uint32_t type) { return type << 26 | 5; }
-
-TEST_F(ReadMessage, DecodesFields) {
-  const std::string wire =
-      word(8888) + word(24) + word(key(2)) + host::bytes("01 02 __ __") + word(key(7)) + "abc" + std::string(1, '\0');
-  const Message message = read(Wire{.type = 2, .size = 1032, .msgtype = 1003, .payload = wire});
-  ASSERT_NE(message, nullptr);
-  EXPECT_EQ(std::string(payload_of(message.get()), 24),
-            host::bytes("b8 22 00 00  18 00 00 00  05 00 00 08  02 01 __ __  05 00 00 1c  61 62 63 00"));
-  EXPECT_EQ(message->datalen, 24);
-  EXPECT_EQ(message->size, 1032);
+// Damage itself is the codec's affair; here it ends the read, whatever type leads to the field decoder.
+TEST(ReadMessage, DecodesFieldsOrFails) {
+  const std::string record = word(8 << 24 | 5) + host::bytes("01 02 __ __");
+  const Read fields{Wire{.type = 2, .size = 1032, .msgtype = 1003, .payload = word(8888) + word(16) + record}};
+  EXPECT_EQ(fields.payload(16), host::bytes("b8 22 00 00  10 00 00 00  05 00 00 08  02 01 __ __"));
+  EXPECT_EQ(fields.message->datalen, 16);
+  EXPECT_EQ(fields.message->size, 1032);
+  for (const std::uint32_t type : {2u, 11u, 12u}) {
+    const Read damaged{Wire{.type = type, .msgtype = 1003, .payload = word(8888) + word(17) + record}};
+    EXPECT_EQ(damaged.message, nullptr);
+    EXPECT_EQ(damaged.printed, "[VeskXA] data ntoh fail[1003:" + std::to_string(type) + "]\n");
+  }
 }
 
-TEST_F(ReadMessage, RefusesDamagedFields) {
-  const std::string damaged[] = {word(8888),                                      // no used length
-                                 word(8888) + word(7),                            // used length below the header's own
-                                 word(8888) + word(0xffffffff),                   //
-                                 word(8888) + word(17) + word(key(1)) + word(0),  // beyond the payload
-                                 word(8888) + word(16) + word(key(9)) + word(0),  // unknown type
-                                 word(8888) + word(16) + word(0x80000005) + word(0),  //
-                                 word(8888) + word(12) + word(key(1)),                // a slot cut short
-                                 word(8888) + word(16) + word(key(6)) + word(0),      //
-                                 word(8888) + word(16) + word(key(7)) + "abcd",       // a string without its end
-                                 word(8888) + word(16) + word(key(8)) + word(1),      // a carray longer than its slot
-                                 word(8888) + word(16) + word(key(8)) + word(0xfffffff8)};
-  for (const std::string& payload : damaged)
-    for (const std::uint32_t type : {2u, 11u, 12u}) {
-      Stream damaging;
-      Console console;
-      EXPECT_EQ(damaging.read(Wire{.type = type, .msgtype = 1003, .payload = payload}), nullptr);
-      EXPECT_EQ(console.text(), "[VeskXA] data ntoh fail[1003:" + std::to_string(type) + "]\n");
-    }
-}
-
-// A described struct: 4 bytes in memory, 6 on the wire, made of the first four of them in reverse.
-void to_host(const void* src, void* dst) {
+void reverse_four(const void* src, void* dst) {
   for (int i = 0; i < 4; ++i) static_cast<char*>(dst)[i] = static_cast<const char*>(src)[3 - i];
 }
-void to_wire(const void* src, void* dst) {
-  to_host(src, dst);
-  std::memset(static_cast<char*>(dst) + 4, '-', 2);
-}
 
-host::Structs described(int host_size, int network_size) {
-  vesk_sdl_struct row = host::struct_row("sixteen_letters_", host_size, network_size);
-  row.hton = to_wire;
-  row.ntoh = to_host;
-  return {{row}, {}};
-}
-
-TEST_F(ReadMessage, DecodesStructsIntoABlockOfTheirOwn) {
-  const host::Structs structs = described(4, 6);
-  const Message message = read(
-      Wire{.type = 1, .size = 3000, .msgtype = 1003, .subtype = "sixteen_letters_and", .payload = "dcba--hgfe--xx"});
-  ASSERT_NE(message, nullptr);
-  EXPECT_EQ(message->datalen, 8);
-  EXPECT_EQ(message->size, 3000) << "the sender's capacity stays";
-  EXPECT_EQ(std::string(payload_of(message.get()), 8), "abcdefgh");
-  std::memset(payload_of(message.get()), 'y', 3000 + 64);
-}
-
-TEST_F(ReadMessage, DecodesStructsOfEqualSizesWhereTheyLie) {
-  const host::Structs structs = described(4, 4);
-  const Message message = read(Wire{.type = 1, .size = 2, .subtype = "sixteen_letters_", .payload = "dcbahgfexx"});
-  ASSERT_NE(message, nullptr);
-  EXPECT_EQ(message->datalen, 8) << "what makes no whole struct does not count";
-  EXPECT_EQ(std::string(payload_of(message.get()), 8), "abcdefgh");
-}
-
-TEST_F(ReadMessage, RefusesStructsThatCannotTravel) {
-  Console console;
-  const std::string wire = Wire{.type = 1, .subtype = "sixteen_letters_", .payload = "dcba"}.bytes();
-  for (const auto& [host_size, network_size] : {std::pair{0, 4}, {4, 0}, {-4, 4}, {4, -4}}) {
-    const host::Structs structs = described(host_size, network_size);
-    far.send(wire);
-    EXPECT_EQ(_read_from_xagw(near.fd()), nullptr);
+TEST(ReadMessage, DecodesStructsOrFails) {
+  struct Case {
+    int host_size, network_size;
+    const char* payload;
+    std::uint32_t size;
+  } good[] = {{4, 6, "dcba--hgfe--xx", 3000}, {4, 4, "dcbahgfexx", 2}};  // a block of its own; where it lies
+  for (const Case& c : good) {
+    const host::Structs structs{
+        {host::struct_row("sixteen_letters_", c.host_size, c.network_size, 0, -1, reverse_four)}, {}};
+    const Read read{Wire{.type = 1, .size = c.size, .subtype = "sixteen_letters_and", .payload = c.payload}};
+    EXPECT_EQ(read.payload(8), "abcdefgh");
+    EXPECT_EQ(read.message->datalen, 8) << "what makes no whole struct does not count";
+    std::memset(payload_of(read.message.get()), 'y', c.size + 64);
   }
-  EXPECT_EQ(read(wire), nullptr) << "not described";
-  std::string printed;
-  for (int i = 0; i < 5; ++i) printed += "[VeskXA] get network size fail[sixteen_letters_]\n";
-  EXPECT_EQ(console.text(), printed);
+  const Wire wire{.type = 1, .subtype = "sixteen_letters_", .payload = "dcba"};
+  EXPECT_EQ(Read{wire}.printed, "[VeskXA] get network size fail[sixteen_letters_]\n") << "not described";
 }
 
 TEST_F(LinkTest, WritesWithoutChangingTheMessage) {
@@ -274,16 +214,16 @@ TEST(Queue, KeepsOrderWhicheverEntryLeaves) {
   EXPECT_EQ(dequeue(5), 51);
 }
 
-TEST_F(ReadMessage, WaitsOnDescriptorsBeyondTheSystemsSet) {
+TEST(Waits, ReachDescriptorsBeyondTheSystemsSet) {
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
   if (limit.rlim_max < 3000) GTEST_SKIP() << "no descriptor 2999 here";
   limit.rlim_cur = 3000;
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-  const End high{dup2(near.fd(), 2999)};
-  ASSERT_EQ(high.fd(), 2999);
+  Stream stream;
+  const peer::End high{dup2(stream.near.fd(), 2999)};
   EXPECT_EQ(_io_timer(2999, 0), 0);
-  far.send("x");
+  stream.far.send("x");
   EXPECT_EQ(_io_timer(2999, 0), 1);
   Console console;
   EXPECT_EQ(_io_timer(-1, 0), -1);

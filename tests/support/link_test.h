@@ -4,9 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <cstdio>
-#include <memory>
 
 #include "tests/support/host.h"
 #include "tests/support/peer.h"
@@ -40,10 +38,7 @@ class Console {
 
 class LinkTest : public testing::Test {
  protected:
-  LinkTest() {
-    std::signal(SIGPIPE, SIG_IGN);
-    open("+timeout=5");
-  }
+  LinkTest() { open("+timeout=5"); }
   ~LinkTest() override {
     vesk_xa_close(nullptr, 0, 0);
     _bc_timeout = 0;

@@ -2,20 +2,18 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <pthread.h>
 #include <signal.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace peer {
 
 namespace {
-
-constexpr std::size_t kHeader = 136;
 
 void require(bool holds, const char* what) {
   if (holds) return;
@@ -23,24 +21,16 @@ void require(bool holds, const char* what) {
   std::abort();
 }
 
-std::string padded(const std::string& text, std::size_t width) {
-  std::string field = text.substr(0, width);
-  field.resize(width, '\0');
-  return field;
-}
-
-std::uint32_t word_at(const std::string& bytes, std::size_t offset) {
-  std::uint32_t value = 0;
-  for (std::size_t i = 0; i < 4; ++i) value = value << 8 | static_cast<unsigned char>(bytes[offset + i]);
-  return value;
+std::string padded(std::string text, std::size_t width) {
+  text.resize(width, '\0');
+  return text;
 }
 
 }  // namespace
 
 std::string word(std::uint32_t value) {
-  std::string out;
-  for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<char>(value >> shift));
-  return out;
+  value = htonl(value);
+  return {reinterpret_cast<const char*>(&value), sizeof value};
 }
 
 std::string Wire::bytes() const {
@@ -55,19 +45,17 @@ std::string Wire::bytes() const {
 void End::take(int fd) {
   hang_up();
   fd_ = fd;
-  const timeval patience{5, 0};
-  require(setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience) == 0, "setsockopt");
 }
 
 void End::send(const std::string& bytes) {
-  require(::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size()), "send");
+  require(write(fd_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()), "write");
 }
 
 std::string End::received(std::size_t n) {
   std::string out(n, '\0');
   std::size_t have = 0;
   while (have < n) {
-    const ssize_t got = ::recv(fd_, out.data() + have, n - have, 0);
+    const ssize_t got = read(fd_, out.data() + have, n - have);
     if (got <= 0) break;
     have += static_cast<std::size_t>(got);
   }
@@ -76,8 +64,10 @@ std::string End::received(std::size_t n) {
 }
 
 std::string End::message() {
-  const std::string header = received(kHeader);
-  return header.size() < kHeader ? header : header + received(word_at(header, 100));
+  const std::string header = received(136);
+  std::uint32_t datalen = 0;
+  if (header.size() == 136) std::memcpy(&datalen, &header[100], sizeof datalen);
+  return header + received(ntohl(datalen));
 }
 
 bool End::quiet() {
@@ -98,7 +88,16 @@ void End::reset() {
   hang_up();
 }
 
+Stream::Stream(bool socket) {
+  signal(SIGPIPE, SIG_IGN);
+  int fds[2];
+  require((socket ? socketpair(AF_UNIX, SOCK_STREAM, 0, fds) : pipe(fds)) == 0, "stream");
+  near.take(fds[0]);
+  far.take(fds[1]);
+}
+
 Gateway::Gateway() : listener_(::socket(AF_INET, SOCK_STREAM, 0)) {
+  signal(SIGPIPE, SIG_IGN);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -118,23 +117,21 @@ std::string Gateway::open_string(const char* options) const {
 
 void Gateway::accept() {
   const int fd = ::accept(listener_, nullptr, nullptr);
-  require(fd >= 0, "accept");
+  const timeval patience{5, 0};
+  require(setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience) == 0, "accept");
   take(fd);
 }
 
-Dripper::Dripper(End& end, std::string bytes) {
+Interruptions::Interruptions() {
   struct sigaction interrupting {};
   interrupting.sa_handler = [](int) {};  // no SA_RESTART: system calls fail with EINTR
-  require(sigaction(SIGUSR1, &interrupting, nullptr) == 0, "sigaction");
-  thread_ = std::thread([&end, bytes = std::move(bytes), reader = pthread_self()] {
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-      std::this_thread::sleep_for(std::chrono::microseconds(200));
-      if (i % 3 == 0) pthread_kill(reader, SIGUSR1);
-      end.send(bytes.substr(i, 1));
-    }
-  });
+  const itimerval often{{0, 1000}, {0, 1000}};
+  require(sigaction(SIGALRM, &interrupting, nullptr) == 0 && setitimer(ITIMER_REAL, &often, nullptr) == 0, "timer");
 }
 
-Dripper::~Dripper() { thread_.join(); }
+Interruptions::~Interruptions() {
+  const itimerval never{};
+  setitimer(ITIMER_REAL, &never, nullptr);
+}
 
 }  // namespace peer

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <thread>
 
 namespace peer {
 
@@ -47,7 +46,7 @@ class End {
   void send(const std::string& bytes);
   void send(const Wire& message) { send(message.bytes()); }
 
-  // Exactly n bytes; fewer when they do not come within seconds.
+  // Exactly n bytes; fewer when the stream ends before.
   std::string received(std::size_t n);
   // One whole message.
   std::string message();
@@ -56,13 +55,19 @@ class End {
 
   // Sends no more; the other end reads to the end of the stream.
   void finish();
+  void hang_up();
   // Breaks the connection: the other end's next write fails.
   void reset();
 
  private:
-  void hang_up();
-
   int fd_;
+};
+
+// A stream of which the test holds one end and the library the other: a socket, or a pipe from far to near.
+struct Stream {
+  explicit Stream(bool socket = true);
+  End near;
+  End far;
 };
 
 // A listening gateway on a port of its own.
@@ -71,7 +76,6 @@ class Gateway : public End {
   Gateway();
   ~Gateway();
 
-  int port() const { return port_; }
   std::string open_string(const char* options = "") const;
   void accept();
 
@@ -80,14 +84,11 @@ class Gateway : public End {
   int port_;
 };
 
-// Sends bytes one by one from a thread, interrupting the thread that made it with a signal now and then.
-class Dripper {
+// While it lives, a signal interrupts the main thread's system calls every millisecond.
+class Interruptions {
  public:
-  Dripper(End& end, std::string bytes);
-  ~Dripper();
-
- private:
-  std::thread thread_;
+  Interruptions();
+  ~Interruptions();
 };
 
 }  // namespace peer

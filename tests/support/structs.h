@@ -30,11 +30,14 @@ class Structs {
   std::vector<vesk_sdl_member> members_;
 };
 
-inline vesk_sdl_struct struct_row(const char* name, int host_size, int network_size, int first = 0, int last = -1) {
+// A struct whose elements one routine converts both ways; without one, member by member.
+inline vesk_sdl_struct struct_row(const char* name, int host_size, int network_size, int first = 0, int last = -1,
+                                  void (*convert)(const void*, void*) = nullptr) {
   vesk_sdl_struct row{};
   std::memcpy(row.name, name, strnlen(name, sizeof row.name));
   row.host_size = host_size;
   row.network_size = network_size;
+  row.hton = row.ntoh = convert;
   row.first = first;
   row.last = last;
   return row;

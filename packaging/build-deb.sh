@@ -11,6 +11,6 @@ git archive HEAD | tar -x -C "$work/vxa-1.0.0"
 cp -r packaging/debian "$work/vxa-1.0.0/debian"
 (cd "$work/vxa-1.0.0" && dpkg-buildpackage --build=binary --no-sign >"$output/build.log" 2>&1) ||
   { tail -40 "$output/build.log"; exit 1; }
-cp "$work"/*.deb "$work"/*.changes "$output/"
+cp "$work"/*.deb "$work"/*.changes "$work"/*.buildinfo "$output/"
 lintian --fail-on error "$output"/*.changes
 ls "$output"/*.deb

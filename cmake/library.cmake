@@ -76,6 +76,16 @@ target_include_directories(vxa PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/in
                                       $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include/vxa>)
 target_compile_options(vxa PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
                                    -fsemantic-interposition)
+
+# A release stays small enough to load everywhere: what runs seldom, or waits for the
+# network, is made for size, the rest for speed.
+set(vxa_rare_sources ${vxa_sources})
+list(FILTER vxa_rare_sources INCLUDE REGEX
+     "^env/|^xa/|fb/(fbbuf|fbbufop|fbextread|fbio|fbmap|fbprint|fdlfile)|sdl/(fbaux|sdlfile)|tbuffer/trailer|trace/(spec|trace)|\
+wire/(channel|connect|descriptor_flags|listen|recover)")
+target_compile_options(vxa PRIVATE $<$<CONFIG:Release>:-O2;-falign-jumps=1;-falign-loops=1>)
+set_source_files_properties(${vxa_rare_sources} PROPERTIES COMPILE_OPTIONS $<$<CONFIG:Release>:-Os>)
+target_link_options(vxa PRIVATE -Wl,-z,noseparate-code)
 set_target_properties(vxa PROPERTIES
   VERSION ${PROJECT_VERSION}
   SOVERSION ${PROJECT_VERSION_MAJOR}

@@ -25,7 +25,7 @@ struct Setting {
 };
 
 enum Row { kLengthPolicy, kCryptSwitch };
-Setting settings[] = {{"FDL_LEN", ""}, {"CRYPT_SW", ""}};
+constinit Setting settings[] = {{"FDL_LEN", ""}, {"CRYPT_SW", ""}};
 
 // The row whose key the text begins with; the cursor moves past the key. -1 when there is none.
 int take_key(const char*& cursor) {

@@ -85,7 +85,7 @@ class FieldList {
   FieldEntry* end_ = nullptr;
 };
 
-// An entry's place in the order by key, then by position.
+// An entry's place in the order by key, then by position in its list.
 struct Rank {
   std::uint32_t key;
   std::uint32_t position;
@@ -154,26 +154,26 @@ class KeySet {
     std::int64_t count = 0;
     while (keys[count] != 0) ++count;
     if (count > kInline) {
-      heap_ = heap_alloc<int>(count * std::int64_t{sizeof(int)});
+      heap_ = heap_alloc<Rank>(count * std::int64_t{sizeof(Rank)});
       if (!heap_) return false;
       first_ = heap_.get();
     }
-    last_ = std::copy_n(keys, count, first_);
+    last_ = std::transform(keys, keys + count, first_, [](int key) {
+      return Rank{static_cast<std::uint32_t>(key), 0};
+    });
     std::sort(first_, last_);
     return true;
   }
 
-  bool contains(FieldKey key) const {
-    return std::binary_search<const int*>(first_, last_, static_cast<int>(key.word()));
-  }
+  bool contains(FieldKey key) const { return std::binary_search<const Rank*>(first_, last_, Rank{key.word(), 0}); }
 
  private:
   static constexpr int kInline = 64;
 
-  int inline_[kInline];
-  HeapPtr<int> heap_;
-  int* first_ = inline_;
-  int* last_ = inline_;
+  Rank inline_[kInline];
+  HeapPtr<Rank> heap_;
+  Rank* first_ = inline_;
+  Rank* last_ = inline_;
 };
 
 // Copies the chosen records of source to a place that may lie before them in the same buffer; gives its end.

@@ -1,6 +1,7 @@
 #include "wire/numberslots.h"
 
 #if defined(__x86_64__)
+#include <cpuid.h>
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wuninitialized"  // gcc 12 warns of its own header
@@ -16,7 +17,27 @@ namespace vxa::codec {
 
 #if defined(__x86_64__)
 
-bool can_convert_number_blocks() { return __builtin_cpu_supports("avx512bw"); }
+namespace {
+
+// The processor has AVX-512 with byte operations, and the system keeps its registers over a switch of context.
+bool has_avx512bw() {
+  constexpr unsigned kXsaveInUse = 1u << 27;                     // leaf 1, ecx
+  constexpr unsigned kAvx512f = 1u << 16, kAvx512bw = 1u << 30;  // leaf 7, ebx
+  constexpr unsigned kKeptRegisters = 0xE6;                      // SSE, AVX, and the three parts of AVX-512
+  unsigned a = 0, b = 0, c = 0, d = 0;
+  if (!__get_cpuid(1, &a, &b, &c, &d) || !(c & kXsaveInUse)) return false;
+  unsigned kept = 0;
+  __asm__("xgetbv" : "=a"(kept), "=d"(d) : "c"(0));
+  if ((kept & kKeptRegisters) != kKeptRegisters) return false;
+  return __get_cpuid_count(7, 0, &a, &b, &c, &d) && (b & kAvx512f) && (b & kAvx512bw);
+}
+
+}  // namespace
+
+bool can_convert_number_blocks() {
+  static const bool can = has_avx512bw();
+  return can;
+}
 
 // Eight slots are sixteen 32-bit lanes, keys in the even ones. A slot's type is moved into its value's lane, where it
 // selects the shift; a key's lane is left with type 0, which shifts by nothing.

@@ -31,9 +31,15 @@ Record first_from(FieldBuffer buffer, FieldKey key, char* at) {
   return Record{};
 }
 
+// Whether a record of the key lies at the offset, consumed or not. The hints are void where none does: a program may
+// have copied other records over the buffer without a call of the library.
+bool carries(FieldBuffer buffer, std::int64_t offset, FieldKey key) {
+  return holds(buffer, offset) && Record{buffer.fields() + offset}.key().unmarked() == key.unmarked();
+}
+
 // Walks on from where earlier searches ended, to the first record of a key that was not met yet. Having found it, it
 // enters as many bytes of records again as had been walked before, so that the searches to come find theirs entered.
-[[gnu::noinline]] Record walk_on(findex::Index& index, FieldBuffer buffer, FieldKey key) {
+Record walk_unwalked(findex::Index& index, FieldBuffer buffer, FieldKey key) {
   const std::int64_t enough = 2 * index.walked();
   const Records unwalked = buffer.records_from(buffer.fields() + index.walked());
   Record found;
@@ -47,8 +53,24 @@ Record first_from(FieldBuffer buffer, FieldKey key, char* at) {
   return found;
 }
 
-// The occurrence is not where the key was met first: it was consumed, and the next one takes its place in the index.
-[[gnu::noinline]] Record walk_past(std::uint32_t& known, FieldBuffer buffer, FieldKey key) {
+// The first record of a key that is not in the index. That there is none is said only after a whole pass.
+[[gnu::noinline]] Record walk_on(findex::Index& index, FieldBuffer buffer, FieldKey key) {
+  if (index.walked() > 0 && !carries(buffer, index.last_offset(), FieldKey{index.last_key()}))
+    index.start(buffer.data());
+  const bool whole = index.walked() == 0;
+  const Record found = walk_unwalked(index, buffer, key);
+  if (found || whole) return found;
+  const Record missed = first_from(buffer, key, buffer.fields());
+  if (missed) index.drop();
+  return missed;
+}
+
+// The first occurrence is not where the index has it: it was consumed, and the next one takes its place in the index.
+[[gnu::noinline]] Record walk_past(findex::Index& index, std::uint32_t& known, FieldBuffer buffer, FieldKey key) {
+  if (!carries(buffer, known, key)) {
+    index.start(buffer.data());
+    return walk_on(index, buffer, key);
+  }
   const Record record = first_from(buffer, key, buffer.fields() + known);
   if (record) known = static_cast<std::uint32_t>(buffer.offset_of(record));
   return record;
@@ -65,21 +87,20 @@ inline Record first(FieldBuffer buffer, FieldKey key) {
   const Record record{buffer.fields() + *known};
   const std::int64_t room = present - *known;
   if (room < kMinimumSlot || record.key() != key || record.slot_length_within(room) == 0) [[unlikely]]
-    return walk_past(*known, buffer, key);
+    return walk_past(index, *known, buffer, key);
   return record;
 }
 
 // A place before which the key does not occur, as far as the index tells without being grown.
 char* lower_bound(FieldBuffer buffer, FieldKey key) {
   const findex::Index* index = findex::existing(buffer.data());
-  if (!index || index->walked() > buffer.end() - buffer.fields()) return buffer.fields();
-  const std::uint32_t* known = index->find(key.word());
-  return buffer.fields() + (known ? *known : index->walked());
+  const std::uint32_t* known = index ? index->find(key.word()) : nullptr;
+  return buffer.fields() + (known && carries(buffer, *known, key) ? *known : 0);
 }
 
 Start resume(FieldBuffer buffer, FieldKey key, int nth) {
   const fcache::Hit hit = fcache::find(buffer.data(), key.word(), nth);
-  if (hit && holds(buffer, hit.offset)) return {buffer.fields() + hit.offset, hit.occurrence};
+  if (hit && carries(buffer, hit.offset, key)) return {buffer.fields() + hit.offset, hit.occurrence};
   return {lower_bound(buffer, key), 0};
 }
 

@@ -32,6 +32,8 @@ void Index::start(const void* buffer) {
 
 bool Index::enter(std::uint32_t key, std::int64_t behind) {
   if (!add(key, walked_)) return false;
+  last_key_ = key;
+  last_offset_ = walked_;
   walked_ = behind;
   return true;
 }

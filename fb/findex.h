@@ -21,6 +21,10 @@ class Index {
   // How far the buffer was walked, from its first record.
   std::int64_t walked() const { return walked_; }
 
+  // The record that was entered last; only when something was walked.
+  std::uint32_t last_key() const { return last_key_; }
+  std::int64_t last_offset() const { return last_offset_; }
+
   // The offset before which the key does not occur, for the finder to raise; null when the key was not met.
   std::uint32_t* find(std::uint32_t key) const {
     if (count_ == 0) return nullptr;
@@ -52,6 +56,8 @@ class Index {
 
   const void* buffer_ = nullptr;
   std::int64_t walked_ = 0;
+  std::int64_t last_offset_ = 0;
+  std::uint32_t last_key_ = 0;
   std::uint32_t generation_ = 1;
   std::uint32_t count_ = 0;
   Entry* entries_ = nullptr;  // mask_ + 1 places

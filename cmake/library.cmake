@@ -81,7 +81,7 @@ target_compile_options(vxa PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fn
 # network, is made for size, the rest for speed.
 set(vxa_rare_sources ${vxa_sources})
 list(FILTER vxa_rare_sources INCLUDE REGEX
-     "^env/|^xa/|fb/(fbbuf|fbbufop|fbextread|fbio|fbmap|fbprint|fdlfile)|sdl/(fbaux|sdlfile)|tbuffer/trailer|trace/(spec|trace)|\
+     "^env/|^xa/|fb/(fbbuf|fbbufop|fbextread|fbio|fbmap|fbprint|fdlfile)|sdl/(fbaux|member|sdlfile)\\.|tbuffer/|trace/(spec|trace)|\
 wire/(channel|connect|descriptor_flags|listen|recover)")
 target_compile_options(vxa PRIVATE $<$<CONFIG:Release>:-O2;-falign-jumps=1;-falign-loops=1>)
 set_source_files_properties(${vxa_rare_sources} PROPERTIES COMPILE_OPTIONS $<$<CONFIG:Release>:-Os>)

@@ -76,6 +76,7 @@ class Gateway : public End {
   Gateway();
   ~Gateway();
 
+  int port() const { return port_; }
   std::string open_string(const char* options = "") const;
   void accept();
 

@@ -8,8 +8,8 @@
 #include <string>
 
 #include "base/file.h"
+#include "tests/support/field_buffer.h"
 #include "tests/support/field_table.h"
-#include "vxa/fbuf.h"
 #include "vxa/vxa_host.h"
 
 namespace {
@@ -17,10 +17,10 @@ namespace {
 // A field of each type, named by the type.
 void use_field_table() {
   host::TableFile table{8};
-  for (int slot = 0; slot < 8; ++slot) {
-    const int key = fbmake_fldkey(slot + 1, slot + 1);
-    table.name(static_cast<std::size_t>(slot), fbget_strfldtype(key), key);
-    table.key(static_cast<std::size_t>(slot), key, slot);
+  for (int type = FB_CHAR; type <= FB_CARRAY; ++type) {
+    const int key = fields::key(type, type);
+    const auto slot = static_cast<std::size_t>(type - 1);
+    table.name(slot, fbget_strfldtype(key), key).key(slot, key, type - 1);
   }
   const int fd = memfd_create("fdl", 0);
   const std::string& bytes = table.bytes();
@@ -35,9 +35,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size < 2) return 0;
   _vesk_flen_flag = data[0] % 4;
   const vxa::FilePtr text{fmemopen(const_cast<std::uint8_t*>(data) + 1, size - 1, "r")};
-  void* buf = fballoc(0, data[0] % 2 == 0 ? 0 : 20000);
+  const fields::Buffer buf(0, data[0] % 2 == 0 ? 0 : 20000);
   fbextread(buf, text.get());
   if (fbget_unused(buf) < 0 || fbfprint(buf, listing.get()) != 1) std::abort();
-  fbfree(buf);
   return 0;
 }

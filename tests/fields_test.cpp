@@ -1,20 +1,21 @@
-// Operations on single fields: what they leave in the buffer, byte by byte, and what they refuse.
-#include <gmock/gmock.h>
+// Operations on single fields: what they leave in the buffer, byte by byte, and what they refuse. Sequences of calls
+// are held against a model in fields_random_test.cpp.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <string>
-#include <vector>
 
 #include "tests/support/field_buffer.h"
 #include "tests/support/host.h"
-#include "tests/support/semantics.h"
+#include "tests/support/refusals.h"
 
 extern "C" {
 void* _find_matching_fldkey(const void* buf, int key, int nth);
 int _getnth_from_curpos(const void* buf, const void* rec);
 int _is_value_null(const void* rec);
+int _get_fbval_to_usrloc(const void* rec, void* value, int* len);
 int _fbput(void* buf, int key, const void* value, int len);
 int _srch_fcache(const void* buf, std::uint32_t key, int nth, int* occurrence, int* offset);
 int _clear_fcache(const void* buf);
@@ -23,182 +24,151 @@ int _clear_fcache(const void* buf);
 namespace {
 
 using fields::Buffer;
+using fields::expect_refusals;
 using fields::key;
+using fields::kFetched;
 using host::bytes;
-
 using namespace fields::sample;
 
-TEST(Put, LaysOutEveryType) {
+const int kOne = 1;
+
+TEST(Put, LaysOutEveryTypeAndLeavesPaddingAlone) {
   Buffer buf;
+  std::memset(buf + 8, 'x', 1024);
   const short s = -2;
   const float f = 1.5F;
-  const char c = 'A';
-  buf.put_value(kChar, &c, 0).put_value(kShort, &s, 0).put(kInt, 0x01020304).put(kLong, 0x100000005L);
+  const std::int32_t stored = -1;
+  buf.put_value(kChar, "A", 0).put_value(kShort, &s, 0).put(kInt, 0x01020304).put(kLong, 0x100000005L);
   buf.put_value(kFloat, &f, 0).put(kDouble, -2.0).put(kString, "abc").put(kString, "abcd").put(kString, "");
   buf.put_value(kCarray, "\0xyz\xff", 5);
-  EXPECT_EQ(buf.image(), bytes("b8 22 00 00  70 00 00 00"
-                               "01 00 00 04  41 __ __ __"
-                               "02 00 00 08  fe ff __ __"
+  EXPECT_EQ(_fbput(buf, kLong, &stored, 4), 1) << "reads four bytes";
+  EXPECT_EQ(buf.image(), bytes("b8 22 00 00  78 00 00 00"
+                               "01 00 00 04  41 78 78 78"
+                               "02 00 00 08  fe ff 78 78"
                                "03 00 00 0c  04 03 02 01"
                                "04 00 00 10  05 00 00 00"
                                "05 00 00 14  00 00 c0 3f"
-                               "06 00 00 18  __ __ __ __  00 00 00 00 00 00 00 c0"
+                               "06 00 00 18  78 78 78 78  00 00 00 00 00 00 00 c0"
                                "07 00 00 1c  61 62 63 00"
-                               "07 00 00 1c  61 62 63 64 00 __ __ __ __ __ __ __"
-                               "07 00 00 1c  00 __ __ __"
-                               "08 00 00 20  05 00 00 00  00 78 79 7a ff __ __ __"));
-  EXPECT_EQ(fbfldcount(buf), 10);
+                               "07 00 00 1c  61 62 63 64 00 78 78 78 78 78 78 78"
+                               "07 00 00 1c  00 78 78 78"
+                               "08 00 00 20  05 00 00 00  00 78 79 7a ff 78 78 78"
+                               "04 00 00 10  ff ff ff ff"));
+  EXPECT_EQ(fbfldcount(buf), 11);
 }
 
-TEST(Put, LeavesPaddingAlone) {
+TEST(Changes, MoveWhatFollows) {
   Buffer buf;
-  std::memset(buf + 8, 'x', 1024);
-  buf.put(kDouble, 0.0).put(kString, "");
-  EXPECT_EQ(buf.records(), bytes("06 00 00 18  78 78 78 78  00 00 00 00 00 00 00 00  07 00 00 1c  00 78 78 78"));
-}
-
-TEST(Put, TakesTheLastEightBytesAndThenRefuses) {
-  Buffer buf;
-  while (fbget_unused(buf) > 8) buf.put(kInt, 1);
-  EXPECT_EQ(fbput(buf, kString, "1234", 0), -1);
-  EXPECT_EQ(fberror, FBENOSPACE);
-  EXPECT_EQ(fbput(buf, kCarray, "", 0), -1) << "one slot is enough for a carray without bytes";
-  EXPECT_EQ(fberror, FBEINVAL);
-  buf.put(kString, "123");
-  for (const int field : {kInt, 0, kCarray}) {
-    EXPECT_EQ(fbput(buf, field, "", 0), -1);
-    EXPECT_EQ(fberror, FBENOSPACE) << "room comes before type and value";
-  }
-  EXPECT_EQ(fbput(buf, kCarray, "", INT32_MAX), -1);
-  EXPECT_EQ(fberror, FBENOSPACE);
-}
-
-TEST(Put, RefusesWhatHasNoRecord) {
-  Buffer buf;
-  const std::string empty = buf.image();
-  const struct {
-    int key, len, code;
-  } cases[] = {
-      {kCarray, 0, FBEINVAL}, {kCarray, -9, FBEINVAL}, {7, 0, FBETYPE}, {key(9, 1), 0, FBETYPE}, {-1, 0, FBETYPE}};
-  for (const auto& [field, len, code] : cases) {
-    EXPECT_EQ(fbput(buf, field, "value", len), -1);
-    EXPECT_EQ(fberror, code) << field;
-  }
-  EXPECT_EQ(fbput(buf, kString, nullptr, 0), -1);
-  EXPECT_EQ(fberror, FBEINVAL);
-  EXPECT_EQ(fbput(nullptr, kInt, "1234", 0), -1);
-  EXPECT_EQ(fberror, FBEINVAL);
-  EXPECT_EQ(buf.image(), empty);
-}
-
-TEST(Put, OfAStoredLongReadsFourBytes) {
-  Buffer buf;
-  const std::int32_t stored = -1;
-  EXPECT_EQ(_fbput(buf, kLong, &stored, 4), 1);
-  EXPECT_EQ(buf.records(), bytes("04 00 00 10 ff ff ff ff"));
-  fberror = 0;
-  EXPECT_EQ(_fbput(buf, kCarray, "", 0), -1);
-  EXPECT_EQ(fberror, FBEINVAL);
-}
-
-TEST(Insert, MakesRoomAtTheOccurrence) {
-  Buffer buf;
-  buf.put(kInt, 1).put(kString, "between").put(kInt, 2);
-  const int first = 9, middle = 8, last = 7;
+  const int first = 9, middle = 8, behind_a_gap = 7;
+  buf.put(kInt, 1).put(kString, "ab").put(kInt, 2);
   EXPECT_EQ(fbinsert(buf, kInt, 0, &first, 0), 1);
   EXPECT_EQ(fbinsert(buf, kInt, 2, &middle, 0), 1);
-  EXPECT_EQ(fbinsert(buf, kInt, 4, &last, 0), 1);
-  EXPECT_EQ(buf.records(), bytes("03 00 00 0c 09 00 00 00  03 00 00 0c 01 00 00 00"
-                                 "07 00 00 1c 62 65 74 77  65 65 6e 00 __ __ __ __"
-                                 "03 00 00 0c 08 00 00 00  03 00 00 0c 02 00 00 00  03 00 00 0c 07 00 00 00"));
+  EXPECT_EQ(fbinsert(buf, kInt, 5, &behind_a_gap, 0), 1);
+  EXPECT_EQ(fbupdate(buf, kString, 0, "abcdef", 0), 1);
+  EXPECT_EQ(buf.records().replace(27, 5, 5, '\0'), bytes("03 00 00 0c 09 00 00 00  03 00 00 0c 01 00 00 00"
+                                                         "07 00 00 1c 61 62 63 64  65 66 00 __ __ __ __ __"
+                                                         "03 00 00 0c 08 00 00 00  03 00 00 0c 02 00 00 00"
+                                                         "03 00 00 0c 00 00 00 00  03 00 00 0c 07 00 00 00"));
+  int value = 0;
+  EXPECT_EQ(fbget(buf, kInt, &value, nullptr), 1);
+  EXPECT_EQ(fbdelete(buf, kInt, 0), 1);
+  EXPECT_EQ(fbupdate(buf, kString, 0, "x", 0), 1);
+  EXPECT_EQ(fbdelall(buf, kInt), 4);
+  EXPECT_EQ(fberror, 0);
+  EXPECT_EQ(buf.records().substr(0, 14), bytes("03 00 00 0d 09 00 00 00  07 00 00 1c 78 00"))
+      << "fetched ones are of another key";
 }
 
-TEST(Insert, FillsTheGapWithNullValues) {
-  Buffer buf;
-  buf.put(kInt, 1);
-  const int value = 5;
-  EXPECT_EQ(fbinsert(buf, kInt, 3, &value, 0), 1);
-  EXPECT_THAT(ints(buf, kInt), testing::ElementsAre(1, 0, 0, 5));
-  EXPECT_EQ(fbinsert(buf, kString, 1, "text", 0), 1);
-  EXPECT_STREQ(static_cast<char*>(fbgetval(buf, kString, 0, nullptr)), "");
-  EXPECT_STREQ(static_cast<char*>(fbgetval(buf, kString, 1, nullptr)), "text");
-}
-
-TEST(Insert, FailsBeforeItWritesAnything) {
+TEST(Changes, FailBeforeTheyWriteAnything) {
   Buffer buf;
   buf.put_value(kCarray, "x", 1);
   const std::string before = buf.image();
-  const int value = 5;
-  const struct {
-    int key, nth, len, code;
-  } cases[] = {{kInt, -1, 0, FBEINVAL},
-               {kCarray, 2, 4, FBEINVAL},  // a gap of carrays
-               {kCarray, 0, 0, FBEINVAL},  // no bytes, in front of one
-               {3, 5, 0, FBETYPE},
-               {kInt, 127, 0, FBENOSPACE},  // 127 gaps and the value: one slot too many
-               {kInt, INT32_MAX, 0, FBENOSPACE},
-               {kCarray, INT32_MAX, INT32_MAX, FBENOSPACE}};
-  for (const auto& [field, nth, len, code] : cases) {
-    EXPECT_EQ(fbinsert(buf, field, nth, &value, len), -1);
-    EXPECT_EQ(fberror, code) << field << ' ' << nth;
-  }
+  const auto insert = [&](int field, int nth, int len) { return [=, &buf] { fbinsert(buf, field, nth, &kOne, len); }; };
+  const auto put = [&](int field, int len) { return [=, &buf] { fbput(buf, field, &kOne, len); }; };
+  expect_refusals({{"fbput = -1", FBEINVAL, put(kCarray, 0)},
+                   {"fbput = -1", FBEINVAL, put(kCarray, -9)},
+                   {"fbput = -1", FBENOSPACE, put(kCarray, INT32_MAX)},
+                   {"fbput = -1", FBETYPE, put(7, 0)},
+                   {"fbput = -1", FBETYPE, put(kUnknown, 0)},
+                   {"fbput = -1", FBETYPE, put(-1, 0)},
+                   {"fbput = -1", FBEINVAL, [&] { fbput(buf, kString, nullptr, 0); }},
+                   {"fbinsert = -1", FBEINVAL, insert(kInt, -1, 0)},
+                   {"fbinsert = -1", FBEINVAL, insert(kCarray, 2, 4)},  // a gap of carrays
+                   {"fbinsert = -1", FBEINVAL, insert(kCarray, 0, 0)},
+                   {"fbinsert = -1", FBETYPE, insert(3, 5, 0)},
+                   {"fbinsert = -1", FBENOSPACE, insert(kInt, 127, 0)},  // room for the gap, not for the value
+                   {"fbinsert = -1", FBENOSPACE, insert(kInt, INT32_MAX, 0)},
+                   {"fbinsert = -1", FBENOSPACE, insert(kCarray, INT32_MAX, INT32_MAX)},
+                   {"fbupdate = -1", FBENOENT, [&] { fbupdate(buf, kCarray, 1, "", 0); }},
+                   {"fbupdate = -1", FBENOSPACE, [&] { fbupdate(buf, kCarray, 0, "", INT32_MAX); }},
+                   {"fbupdate = -1", FBEINVAL, [&] { fbupdate(buf, kCarray, 0, "", 0); }},
+                   {"fbdelete = -1", FBENOENT, [&] { fbdelete(buf, kCarray, -1); }},
+                   {"fbdelall = -1", FBENOENT, [&] { fbdelall(buf, kInt); }}});
   EXPECT_EQ(buf.image(), before);
-  EXPECT_EQ(fbinsert(buf, kInt, 125, &value, 0), 1);
+  EXPECT_EQ(fbinsert(buf, kInt, 125, &kOne, 0), 1);
   EXPECT_EQ(fbget_unused(buf), 0);
 }
 
-TEST(Update, MovesWhatFollows) {
+TEST(Get, CopiesByTypeAndMarks) {
   Buffer buf;
-  buf.put(kString, "ab").put(kInt, 7).put(kString, "zz");
-  EXPECT_EQ(fbupdate(buf, kString, 0, "abcdef", 0), 1);
-  EXPECT_EQ(buf.records().substr(0, 11), bytes("07 00 00 1c 61 62 63 64  65 66 00"));
-  EXPECT_EQ(buf.records().substr(16), bytes("03 00 00 0c 07 00 00 00  07 00 00 1c 7a 7a 00 __"));
-  EXPECT_STREQ(static_cast<char*>(fbgetval(buf, kString, 1, nullptr)), "zz");
-  EXPECT_EQ(fbupdate(buf, kString, 0, "ab", 0), 1);
-  EXPECT_EQ(fbget_used(buf), 32);
-  EXPECT_STREQ(static_cast<char*>(fbgetval(buf, kString, 1, nullptr)), "zz");
-  const int value = 8;
-  EXPECT_EQ(fbupdate(buf, kInt, 0, &value, 0), 1);
-  EXPECT_EQ(int_at(buf, kInt, 0), 8);
+  buf.put(kLong, -1L).put(kDouble, 2.5).put(kString, "abcdef").put_value(kCarray, "12345", 5);
+  long number = 0;
+  int len = 77;
+  EXPECT_EQ(fbget(buf, kLong, &number, &len), 1);
+  EXPECT_EQ(number, 4294967295L);
+  EXPECT_EQ(len, 77) << "fixed lengths are not told";
+  double real = 0;
+  EXPECT_EQ(fbget(buf, kDouble, &real, nullptr), 1);
+  EXPECT_EQ(real, 2.5);
+  char text[8] = "zzzzzzz";
+  EXPECT_EQ(fbget(buf, kString, text, &(len = 4)), 1) << "without a policy the length is not enforced";
+  EXPECT_STREQ(text, "abcdef");
+  EXPECT_EQ(len, 7);
+  EXPECT_EQ(fbget(buf, kCarray, text, nullptr), 1);
+  EXPECT_EQ(std::string(text, 6), "12345f");
+  for (const int offset : {8, 16, 32, 48}) EXPECT_EQ(buf.key_at(offset) & kFetched, kFetched) << offset;
+  EXPECT_EQ(fbfldcount(buf), 4);
 }
 
-TEST(Update, TestsOccurrenceThenRoomThenValue) {
-  Buffer buf;
-  buf.put_value(kCarray, "12345678", 8);
-  while (fbget_unused(buf) > 0) buf.put(kInt, 1);
-  const std::string before = buf.image();
-  EXPECT_EQ(fbupdate(buf, kCarray, 1, "", 0), -1);
-  EXPECT_EQ(fberror, FBENOENT);
-  EXPECT_EQ(fbupdate(buf, kCarray, 0, "", INT32_MAX), -1);
-  EXPECT_EQ(fberror, FBENOSPACE);
-  EXPECT_EQ(fbupdate(buf, kCarray, 0, "", 0), -1);
-  EXPECT_EQ(fberror, FBEINVAL);
-  EXPECT_EQ(buf.image(), before);
+TEST(GetFromPosition, StartsOverWhereNoRecordOfTheKeyBegins) {
+  // The bytes of the carray look like a record of kInt.
+  const std::string record = bytes("03 00 00 0c 07 00 00 00");
+  const struct {
+    int hint, result, position;
+  } kHints[] = {
+      {-8, 1, 24}, {0, 1, 24},  {1, 1, 24},  {4, 1, 24},  {16, 1, 24},  {24, 1, 24},  {32, 1, 24},
+      {33, 1, 24}, {39, 1, 24}, {40, 1, 40}, {48, 1, 24}, {56, -1, 56}, {57, -1, 57}, {INT32_MAX, -1, INT32_MAX}};
+  for (const auto& [hint, result, position] : kHints) {
+    Buffer buf;
+    buf.put(kShort, 1).put_value(kCarray, record.data(), 8).put(kInt, 24).put(kShort, 2).put(kInt, 40);
+    int value = hint, pos = hint;
+    EXPECT_EQ(fbgetf(buf, kInt, &value, nullptr, &pos), result) << hint;
+    EXPECT_EQ(fberror, result == 1 ? 0 : FBENOENT) << hint;
+    EXPECT_EQ(pos, position) << hint;
+    EXPECT_EQ(value, position) << hint;
+  }
 }
 
-TEST(Delete, ClosesUpAndRenumbers) {
+TEST(FindValue, ComparesByType) {
   Buffer buf;
-  buf.put(kInt, 1).put(kDouble, 1.0).put(kInt, 2).put(kInt, 3);
-  EXPECT_EQ(int_at(buf, kInt, 2), 3);
-  EXPECT_EQ(fbdelete(buf, kInt, 1), 1);
-  EXPECT_THAT(ints(buf, kInt), testing::ElementsAre(1, 3));
-  EXPECT_EQ(fbdelete(buf, kInt, 2), -1);
-  EXPECT_EQ(fberror, FBENOENT);
-  EXPECT_EQ(fbdelall(buf, kInt), 2);
-  EXPECT_EQ(fberror, 0);
-  EXPECT_EQ(buf.records(), bytes("06 00 00 18  __ __ __ __  00 00 00 00 00 00 f0 3f"));
-  EXPECT_EQ(fbdelall(buf, kInt), -1);
-  EXPECT_EQ(fberror, FBENOENT);
-}
-
-TEST(Delete, OfAllKeepsFetchedRecordsAndTheOthersInOrder) {
-  Buffer buf;
-  buf.put(kInt, 1).put(kString, "abcd").put(kInt, 2).put(kInt, 3).put(kShort, 4).put(kInt, 5);
-  int value;
-  EXPECT_EQ(fbget(buf, kInt, &value, nullptr), 1);
-  EXPECT_EQ(fbdelall(buf, kInt), 3);
-  EXPECT_EQ(buf.records(), bytes("03 00 00 0d 01 00 00 00  07 00 00 1c 61 62 63 64  00 __ __ __ __ __ __ __"
-                                 "02 00 00 08 04 00 __ __"));
+  buf.put(kDouble, 1.0).put(kDouble, -0.0).put(kLong, -1L).put(kLong, 5L).put(kString, "abc").put(kString, "abcd");
+  buf.put_value(kCarray, "123456", 6);
+  const double zero = 0, nan = std::nan("");
+  const long negative = -1, unsigned_form = 4294967295L, five = 5;
+  const struct {
+    int key;
+    const void* value;
+    int len, occurrence;
+  } kSearches[] = {{kDouble, &zero, 0, 1},  {kDouble, &nan, 0, -1},  {kLong, &negative, 0, -1},
+                   {kLong, &five, 0, 1},    {kString, "abcd", 0, 1}, {kLong, &unsigned_form, 0, 0},
+                   {kString, "ab", 0, -1},  {kCarray, "123", 3, 0},  {kCarray, "1234567", 7, 0},
+                   {kCarray, "124", 3, -1}, {kUnknown, "1", 0, -1}};
+  for (const auto& [field, value, len, occurrence] : kSearches) {
+    EXPECT_EQ(fbgetnth(buf, field, value, len), occurrence) << (field >> 26);
+    EXPECT_EQ(fberror, 0);
+  }
+  expect_refusals({{"fbgetnth = -1", FBEINVAL, [&] { fbgetnth(buf, kCarray, "1", 0); }},
+                   {"fbgetnth = -1", FBEMINNO, [&] { fbgetnth(buf, kString, "ab", 0); }}});
 }
 
 TEST(NullTest, KnowsTheNullOfEachType) {
@@ -230,96 +200,88 @@ TEST(Search, FilesWhatItFinds) {
   EXPECT_GE(_srch_fcache(buf, kInt, 1000, &occurrence, &offset), 0);
   EXPECT_GT(occurrence, 25);
   EXPECT_EQ(offset, 16 * occurrence) << "the occurrence is that of the record at the offset";
-  EXPECT_EQ(_find_matching_fldkey(buf, kInt, 40), nullptr);
-  EXPECT_EQ(_find_matching_fldkey(buf, kInt, -1), nullptr);
   fbdelete(buf, kShort, 0);
   EXPECT_EQ(_srch_fcache(buf, kInt, 1000, &occurrence, &offset), -1);
 }
 
 // More keys than the first table of the index holds, several buffers in turn, and changes in between.
 TEST(Search, FindsEachOfManyKeys) {
-  constexpr int kKeys = 700;
+  constexpr int kKeys = 700, kLast = kKeys - 1;
+  const int kAdded = 5000;
   Buffer buffers[] = {Buffer(kKeys + 2), Buffer(kKeys + 2), Buffer(kKeys + 2), Buffer(kKeys + 2), Buffer(kKeys + 2)};
+  const auto value = [&](int i, const Buffer& buf) { return i + static_cast<int>(&buf - buffers); };
   for (int i = 0; i < kKeys; ++i)
-    for (Buffer& buf : buffers) buf.put(key(FB_INT, i), i + static_cast<int>(&buf - buffers));
-  const int added = 5000, last = kKeys - 1;
-  for (int round = 0; round < 2; ++round)
-    for (int i = 0; i < kKeys; ++i)
-      for (Buffer& buf : buffers) ASSERT_EQ(int_at(buf, key(FB_INT, i), 0), i + static_cast<int>(&buf - buffers));
-  EXPECT_EQ(fbispres(buffers[0], key(FB_INT, kKeys), 0), 0);
-  buffers[0].put(key(FB_INT, kKeys), added);
-  EXPECT_EQ(int_at(buffers[0], key(FB_INT, kKeys), 0), added) << "an append is seen";
-  EXPECT_EQ(fbinsert(buffers[0], key(FB_INT, last), 0, &added, 0), 1);
-  EXPECT_EQ(int_at(buffers[0], key(FB_INT, last), 0), added);
-  EXPECT_EQ(int_at(buffers[0], key(FB_INT, last), 1), last);
+    for (Buffer& buf : buffers) buf.put(key(FB_INT, i), value(i, buf));
+  for (int i = 0; i < 2 * kKeys; ++i)
+    for (Buffer& buf : buffers) ASSERT_EQ(fbgetvall_tu(buf, key(FB_INT, i % kKeys), 0), value(i % kKeys, buf));
+  Buffer& first = buffers[0];
+  EXPECT_EQ(fbispres(first, key(FB_INT, kKeys), 0), 0);
+  first.put(key(FB_INT, kKeys), kAdded);
+  EXPECT_EQ(fbgetvall_tu(first, key(FB_INT, kKeys), 0), kAdded) << "an append is seen";
+  EXPECT_EQ(fbinsert(first, key(FB_INT, kLast), 0, &kAdded, 0), 1);
+  EXPECT_EQ(fbgetvall_tu(first, key(FB_INT, kLast), 0), kAdded);
+  EXPECT_EQ(fbgetvall_tu(first, key(FB_INT, kLast), 1), kLast);
 }
 
 TEST(DamagedBuffer, IsWalkedAsFarAsItsRecordsGo) {
-  const std::string good = bytes("03 00 00 0c 01 00 00 00"), unknown = bytes("05 00 00 24 03 00 00 0c");
+  const std::string good = bytes("03 00 00 0c 01 00 00 00"), unknown = bytes("09 00 00 24 03 00 00 0c");
+  std::string full;
+  while (full.size() < 1024) full += good;
   const struct {
+    const char* what;
     std::string records;
-    int used, count;
-  } cases[] = {{unknown + good, 24, 2},                                  // an unknown type takes a slot of 8
-               {good + bytes("08 00 00 20 09 00 00 00") + good, 32, 1},  // a carray beyond the used part
-               {good + bytes("08 00 00 20 f8 ff ff ff") + good, 32, 1},  // and one of 4 GB
-               {good + bytes("07 00 00 1c 78 78 78 78"), 24, 1},         // a string that does not end
-               {good + good, 20, 1},                                     // half a record
-               {good + good, 2000, 128},                                 // more used than there is
-               {good, -1, 0},
-               {good, 0, 0}};
-  for (const auto& [records, used, expected] : cases) {
+    int used, count, put_code;
+  } kBuffers[] = {{"an unknown type takes a slot of 8", unknown + good, 24, 2, 0},
+                  {"carray beyond the used part", good + bytes("08 00 00 20 09 00 00 00") + good, 32, 1, 0},
+                  {"carray of 4 GB", good + bytes("08 00 00 20 f8 ff ff ff") + good, 32, 1, 0},
+                  {"empty carray", good + bytes("08 00 00 20 00 00 00 00"), 24, 2, 0},
+                  {"half a double", good + bytes("06 00 00 18 00 00 00 00"), 24, 1, 0},
+                  {"string without an end", good + bytes("07 00 00 1c 78 78 78 78"), 24, 1, 0},
+                  {"half a record", good + good, 20, 1, 0},
+                  {"more used than there is", full, 2000, 128, FBENOSPACE},
+                  {"negative used part", good, -1, 0, FBEBADFB},
+                  {"no header in the used part", good, 0, 0, FBEBADFB}};
+  for (const auto& [what, records, used, expected, put_code] : kBuffers) {
+    SCOPED_TRACE(what);
     Buffer buf;
     buf.forge(records, used);
-    EXPECT_EQ(fbfldcount(buf), expected) << used;
-    const int value = 7;
-    EXPECT_EQ(fbput(buf, kInt, &value, 0), used < 8 || used > 1032 ? -1 : 1) << used;
-    EXPECT_EQ(fberror, used < 8 ? FBEBADFB : used > 1032 ? FBENOSPACE : 0);
-    EXPECT_EQ(fbgetlen(buf, key(9, 5), 0), -1);
-    EXPECT_EQ(fberror, records.substr(0, 8) == unknown ? FBEBADFLD : FBENOENT);
+    EXPECT_EQ(fbfldcount(buf), expected);
+    int stepped = 0, field = 0, nth = 0;
+    while (stepped <= expected && fbnext_tu(buf, &field, &nth, nullptr, nullptr) == 1) ++stepped;
+    EXPECT_EQ(stepped, expected);
+    EXPECT_EQ(fbgetlen(buf, kUnknown, 0), -1);
+    EXPECT_EQ(fberror, records.starts_with(unknown) ? FBEBADFLD : FBENOENT);
+    EXPECT_EQ(fbput(buf, kInt, &kOne, 0), put_code == 0 ? 1 : -1);
+    EXPECT_EQ(fberror, put_code);
     buf.forge("");
   }
 }
 
-TEST(NullBuffer, IsRefusedByEveryCall) {
+TEST(FieldCalls, RefuseWhatIsMissing) {
   int value = 0;
-  EXPECT_EQ(fbinsert(nullptr, kInt, 0, &value, 0), -1);
-  EXPECT_EQ(fbupdate(nullptr, kInt, 0, &value, 0), -1);
-  EXPECT_EQ(fbdelete(nullptr, kInt, 0), -1);
-  EXPECT_EQ(fbdelall(nullptr, kInt), -1);
-  EXPECT_EQ(fbget(nullptr, kInt, &value, nullptr), -1);
-  EXPECT_EQ(fbgetf(nullptr, kInt, &value, nullptr, &value), -1);
-  EXPECT_EQ(fbgetval(nullptr, kInt, 0, nullptr), nullptr);
-  EXPECT_EQ(fbgetlen(nullptr, kInt, 0), -1);
-  EXPECT_EQ(fbgetnth(nullptr, kInt, &value, 0), -1);
-  EXPECT_EQ(fbkeyoccur(nullptr, kInt), -1);
-  EXPECT_EQ(fbispres(nullptr, kInt, 0), 0);
-  fberror = 0;
-  EXPECT_EQ(fbfldcount(nullptr), 0);
-  EXPECT_EQ(fberror, FBEINVAL);
-}
-
-TEST(Traces, OfResultsAndFailures) {
-  Buffer buf;
-  const int value = 1;
-  host::Tracing tracing;
-  fbput(buf, kInt, &value, 0);
-  fbgetval(nullptr, 5, -1, nullptr);
+  Buffer buf, unknown;
+  buf.put(kInt, 1).put_value(kCarray, "1", 1);
+  unknown.forge(bytes("09 00 00 24 01 02 03 04"));
+  expect_refusals({{"fbget = -1", FBEINVAL, [&] { fbget(buf, kInt, nullptr, nullptr); }},
+                   {"fbget = -1", FBETYPE, [&] { fbget(unknown, kUnknown, &value, nullptr); }},
+                   {"fbgetf = -1", FBEINVAL, [&] { fbgetf(nullptr, kInt, &value, nullptr, &value); }},
+                   {"fbgetval = NULL", FBENOENT, [&] { fbgetval(buf, kInt, -1, nullptr); }},
+                   {"fbgetlen = -1", FBENOENT, [&] { fbgetlen(buf, kInt, 1); }},
+                   {"fbkeyoccur = -1", FBEINVAL, [] { fbkeyoccur(nullptr, kInt); }},
+                   {"fbispres = 0", FBEINVAL, [] { fbispres(nullptr, kInt, 0); }},
+                   {"fbfldcount = 0", FBEINVAL, [] { fbfldcount(nullptr); }}});
+  const host::Tracing tracing;
   fbispres(buf, kInt, 0);
-  fbispres(nullptr, kInt, 0);
-  fbfldcount(nullptr);
-  fbgetnth(nullptr, 5, nullptr, 3);
-  const int other = 2;
-  fbgetnth(buf, kInt, &other, 0);
-  fbdelall(buf, kInt);
-  std::vector<std::string> texts;
-  for (const host::TraceEvent& event : host::take_trace())
-    if (event.event != 1 || event.text.find("fbgetval") == 0) texts.push_back(std::to_string(event.event) + event.text);
-  EXPECT_THAT(texts, testing::ElementsAre(
-                         "2fbput = 1", "1fbgetval(0, 5, -1, 0)", "4fbgetval = NULL [4 : FBEINVAL (invalid argument)]",
-                         "2fbispres = 1", "4fbispres = 0 [4 : FBEINVAL (invalid argument)]",
-                         "4fbfldcount = 0 [4 : FBEINVAL (invalid argument)]",
-                         "4fbgetnth = -1 [4 : FBEINVAL (invalid argument)]",
-                         "4fbgetnth = -1 [0 : FBEMINNO (bottom of error message codes)]", "2fbdelall = 1"));
+  fbgetval(nullptr, 5, -1, nullptr);
+  const auto events = host::take_trace();
+  EXPECT_EQ(events[1], (host::TraceEvent{"fbispres", 2, "fbispres = 1"}));
+  EXPECT_EQ(events[2], (host::TraceEvent{"fbgetval", 1, "fbgetval(0, 5, -1, 0)"}));
+  EXPECT_EQ(buf.key_at(8), kInt);
+  EXPECT_EQ(unknown.key_at(8), kUnknown);
+  EXPECT_EQ(_get_fbval_to_usrloc(buf + 16, &value, nullptr), -1) << "a carray needs its length";
+  EXPECT_EQ(fberror, FBEINVAL);
+  EXPECT_EQ(_fbput(buf, kCarray, "", 0), -1);
+  EXPECT_EQ(fberror, FBEINVAL);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 
 #include <cstring>
 #include <string>
-#include <vector>
 
 #include "vxa/fbuf.h"
 
@@ -58,24 +57,11 @@ class Buffer {
 
 }  // namespace fields
 
-// A key of each type, and looks at fields of type int.
+// A key of each type, and one of a type that is none.
 namespace fields::sample {
 
-inline constexpr int kChar = key(FB_CHAR, 1), kShort = key(FB_SHORT, 2), kInt = key(FB_INT, 3), kLong = key(FB_LONG, 4),
-                     kFloat = key(FB_FLOAT, 5), kDouble = key(FB_DOUBLE, 6), kString = key(FB_STRING, 7),
-                     kCarray = key(FB_CARRAY, 8);
-
-inline int int_at(const Buffer& buf, int field, int nth) {
-  const void* value = fbgetval(buf, field, nth, nullptr);
-  int number = -1;
-  if (value) std::memcpy(&number, value, sizeof number);
-  return number;
-}
-
-inline std::vector<int> ints(const Buffer& buf, int field) {
-  std::vector<int> all;
-  for (int nth = 0; fbispres(buf, field, nth); ++nth) all.push_back(int_at(buf, field, nth));
-  return all;
-}
+constexpr int kChar = key(FB_CHAR, 1), kShort = key(FB_SHORT, 2), kInt = key(FB_INT, 3), kLong = key(FB_LONG, 4),
+              kFloat = key(FB_FLOAT, 5), kDouble = key(FB_DOUBLE, 6), kString = key(FB_STRING, 7),
+              kCarray = key(FB_CARRAY, 8), kUnknown = key(9, 9);
 
 }  // namespace fields::sample

@@ -1,9 +1,10 @@
 // Calls on field buffers whose bytes nobody vouches for.
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <stdexcept>
+#include <string>
 
 #include "tests/support/field_model.h"
 #include "vxa/fbuf.h"
@@ -24,9 +25,11 @@ namespace fields {
 
 namespace {
 
+constexpr std::size_t kCapacity = 1032;
 constexpr std::size_t kReserve = 64;  // behind the capacity, part of the block
+constexpr char kValue[64] = "12.5 serves every type, and has a terminator";
 
-// A full buffer of 1032 bytes: the used length, then the records' bytes again and again.
+// A full buffer: the used length, then the records' bytes again and again.
 class Damaged {
  public:
   Damaged(int used, const std::uint8_t* bytes, std::size_t size) : data_(static_cast<char*>(fballoc(0, 0))) {
@@ -43,131 +46,96 @@ class Damaged {
     fbfree(data_);
   }
 
-  static constexpr std::size_t kCapacity = 1032;
   char* get() const { return data_; }
-  int key_at(int offset) const {
-    int key;
-    std::memcpy(&key, data_ + offset, sizeof key);
-    return key;
-  }
 
  private:
   char* data_;
 };
 
-// Calls one function on the buffer; what it gives is comparable between buffers.
-long call(char* buf, int which, int key, int argument) {
-  static const char value[64] = "a value that serves every type, with its terminator";
-  char area[Damaged::kCapacity + 8];
-  int number = argument;
-  const int keys[] = {key, 0x0c000001, 0};
-  switch (which) {
-    case 0:
-      return fbput(buf, key, value, argument % 32);
-    case 1:
-      return fbinsert(buf, key, argument, value, argument % 32);
-    case 2:
-      return fbupdate(buf, key, argument, value, argument % 32);
-    case 3:
-      return fbdelete(buf, key, argument);
-    case 4:
-      return fbdelall(buf, key);
-    case 5:
-      return fbget(buf, key, area, &(number = 0));
-    case 6:
-      number *= 8;
-      return fbgetf(buf, key, area, nullptr, &number) * 10000L + number;
-    case 7: {
-      const char* found = static_cast<char*>(fbgetval(buf, key, argument, &number));
-      return found ? found - buf + number : -1;
-    }
-    case 8:
-      return fbgetlen(buf, key, argument);
-    case 9:
-      return fbgetnth(buf, key, value, 5);
-    case 10:
-      return fbkeyoccur(buf, key);
-    case 11:
-      return fbispres(buf, key, argument);
-    case 12:
-      return fbfldcount(buf);
-    case 13:
-      return fbbufop_proj(buf, nullptr, keys);
-    default: {
-      Damaged other{64, reinterpret_cast<const std::uint8_t*>(value), 16};
-      const int op = which % 8;
-      return argument % 2 ? fbbufop(buf, other.get(), op) : fbbufop(other.get(), buf, op);
-    }
-  }
-}
+// What a call is given, and what it gives back: comparable between two buffers.
+struct Call {
+  int key;
+  int number;  // an occurrence, a position, a value's length
+  int type;
+  int length = kCapacity;
+  long result = 0;
+  int error = 0;
+  std::array<char, kCapacity + 8> area{"5"};
+  bool operator==(const Call&) const = default;
 
-// The same for the calls that convert, and for the compatibility operations.
-long call_converting(char* buf, int which, int key, int argument) {
-  static const char value[8] = "12.5";
-  const int type = argument + 3;
-  char area[Damaged::kCapacity + 8] = "5";
-  int length = sizeof area;
-  const auto place = [buf](const void* found) { return found ? static_cast<const char*>(found) - buf : -1L; };
-  const auto text = [](long result, const char* bytes, int size) {
-    return static_cast<long>(std::hash<std::string>{}(std::string(bytes, static_cast<std::size_t>(size)))) + result;
-  };
-  switch (which) {
-    case 0:
-      return fbputt(buf, key, value, 4, type);
-    case 1: {
-      const char* found = static_cast<char*>(fbgetvalt(buf, key, 0, &length, type));
-      return found ? text(1, found, length) : -1;
-    }
-    case 2:
-      return fbgetntht(buf, key, value, 4, type);
-    case 3: {
-      int position = argument * 8;
-      return text(fbgetc(buf, key, area, nullptr, &position, type), area, 64) + position;
-    }
-    case 4:
-      return fbchg_tut(buf, key, argument, argument % 2 ? value : nullptr, 4, type);
-    case 5:
-      return text(fbget_tut(buf, key, argument, area, &length, type), area, 64) + length;
-    case 6:
-      return text(fbgetlast_tu(buf, key, &argument, area, &length), area, 64) + argument + length;
-    case 7:
-      return place(fbgetval_last_tu(buf, key, &argument, &length)) + argument + length;
-    case 8: {
-      char* block = static_cast<char*>(argument % 2 ? fbgetalloc_tu(buf, key, 0, &length)
-                                                    : fbgetalloc_tut(buf, key, 0, type, &length));
-      const long result = block ? text(length, block, 1) : -1;
-      std::free(block);
-      return result;
-    }
-    case 9:
-      return fbgetvall_tu(buf, key, argument) + static_cast<long>(std::strlen(fbgetvals_tu(buf, key, argument)));
-    default: {
-      const int result = fbnext_tu(buf, &key, &argument, area, which % 2 ? nullptr : &length);
-      return text(result, area, 64) + key + argument + length;
-    }
+  static long place(const char* buf, const void* found) { return found ? static_cast<const char*>(found) - buf : -1; }
+  long copied(const void* found) {
+    if (!found) return -1;
+    std::memcpy(area.data(), found, static_cast<std::size_t>(length));
+    return 1;
   }
-}
+  static long freed(void* block) {
+    std::free(block);
+    return block != nullptr;
+  }
+};
+
+using Function = long (*)(char* buf, Call& c);
+
+const Function kFunctions[] = {
+    [](char* b, Call& c) -> long { return fbput(b, c.key, kValue, c.number); },
+    [](char* b, Call& c) -> long { return fbinsert(b, c.key, c.number, kValue, c.type); },
+    [](char* b, Call& c) -> long { return fbupdate(b, c.key, c.number, kValue, c.type); },
+    [](char* b, Call& c) -> long { return fbdelete(b, c.key, c.number); },
+    [](char* b, Call& c) -> long { return fbdelall(b, c.key); },
+    [](char* b, Call& c) -> long { return fbget(b, c.key, c.area.data(), &(c.length = 0)); },
+    [](char* b, Call& c) -> long { return fbgetf(b, c.key, c.area.data(), nullptr, &(c.number *= 8)); },
+    [](char* b, Call& c) -> long { return Call::place(b, fbgetval(b, c.key, c.number, &c.length)); },
+    [](char* b, Call& c) -> long { return fbgetlen(b, c.key, c.number); },
+    [](char* b, Call& c) -> long { return fbgetnth(b, c.key, kValue, 5); },
+    [](char* b, Call& c) -> long { return fbkeyoccur(b, c.key); },
+    [](char* b, Call& c) -> long { return fbispres(b, c.key, c.number); },
+    [](char* b, Call&) -> long { return fbfldcount(b); },
+    [](char* b, Call& c) -> long {
+      const int keys[] = {c.key, 0x0c000001, 0};
+      return fbbufop_proj(b, nullptr, keys);
+    },
+    [](char* b, Call& c) -> long {
+      const Damaged other{64, reinterpret_cast<const std::uint8_t*>(kValue), 16};
+      return c.number % 2 ? fbbufop(b, other.get(), c.type) : fbbufop(other.get(), b, c.type);
+    },
+    [](char* b, Call& c) -> long { return fbputt(b, c.key, kValue, 4, c.type); },
+    [](char* b, Call& c) -> long { return c.copied(fbgetvalt(b, c.key, 0, &c.length, c.type)); },
+    [](char* b, Call& c) -> long { return fbgetntht(b, c.key, kValue, 4, c.type); },
+    [](char* b, Call& c) -> long { return fbgetc(b, c.key, c.area.data(), nullptr, &(c.number *= 8), c.type); },
+    [](char* b, Call& c) -> long { return fbchg_tut(b, c.key, c.number, c.number % 2 ? kValue : nullptr, 4, c.type); },
+    [](char* b, Call& c) -> long { return fbget_tut(b, c.key, c.number, c.area.data(), &c.length, c.type); },
+    [](char* b, Call& c) -> long { return fbgetlast_tu(b, c.key, &c.number, c.area.data(), &c.length); },
+    [](char* b, Call& c) -> long { return Call::place(b, fbgetval_last_tu(b, c.key, &c.number, &c.length)); },
+    [](char* b, Call& c) -> long { return Call::freed(fbgetalloc_tu(b, c.key, 0, &c.length)); },
+    [](char* b, Call& c) -> long { return Call::freed(fbgetalloc_tut(b, c.key, 0, c.type, &c.length)); },
+    [](char* b, Call& c) -> long { return fbgetvall_tu(b, c.key, c.number); },
+    [](char* b, Call& c) -> long { return static_cast<long>(std::strlen(fbgetvals_tu(b, c.key, c.number))); },
+    [](char* b, Call& c) -> long { return fbnext_tu(b, &c.key, &c.number, c.area.data(), &c.length); },
+};
 
 }  // namespace
 
 void call_on_damaged(const std::uint8_t* bytes, std::size_t size) {
-  int used = 1032;
+  int used = kCapacity;
   const std::size_t head = std::min<std::size_t>(size, 4);
   std::memcpy(&used, bytes, head);
   const Damaged cached{used, bytes + head, size - head}, fresh{used, bytes + head, size - head};
   for (std::size_t i = 0; i + 4 < size; i += 4) {
-    const int which = bytes[i] % 37;
-    const int argument = bytes[i + 1] % 7 - 1;
-    const int key = cached.key_at(8 * (1 + bytes[i + 2] % 128)) & (bytes[i + 3] % 4 ? -1 : ~0x01000000);
-    const auto one_call = [=](char* buf) {
-      return which < 24 ? call(buf, which, key, argument) : call_converting(buf, which - 24, key, argument);
+    const std::size_t which = bytes[i] % std::size(kFunctions);
+    Call call{.key = 0, .number = bytes[i + 1] % 7 - 1, .type = bytes[i + 1] % 10};
+    std::memcpy(&call.key, cached.get() + 8 * (1 + bytes[i + 2] % 128), sizeof call.key);
+    if (bytes[i + 3] % 4 == 0) call.key &= ~0x01000000;
+    const auto outcome = [&](const Damaged& buffer) {
+      Call made = call;
+      made.result = kFunctions[which](buffer.get(), made);
+      made.error = fberror;
+      return made;
     };
     _clear_fcache(fresh.get());
-    const long expected = one_call(fresh.get());
-    const int expected_error = fberror;
-    if (one_call(cached.get()) != expected || fberror != expected_error)
+    if (outcome(fresh) != outcome(cached))
       throw std::logic_error("result depends on the cache: call " + std::to_string(which));
-    if (std::memcmp(cached.get(), fresh.get(), Damaged::kCapacity) != 0)
+    if (std::memcmp(cached.get(), fresh.get(), kCapacity) != 0)
       throw std::logic_error("contents depend on the cache: call " + std::to_string(which));
   }
 }

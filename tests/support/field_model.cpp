@@ -1,7 +1,8 @@
 #include "tests/support/field_model.h"
 
 #include <algorithm>
-#include <cstring>
+#include <array>
+#include <bit>
 
 #include "vxa/fbuf.h"
 
@@ -14,23 +15,12 @@ constexpr ModelResult kDone{1, 0};
 
 int type_of(std::uint32_t key) { return static_cast<std::int32_t>(key) >> 26; }
 
-int fixed_width(int type) {
-  switch (type) {
-    case FB_CHAR:
-      return 1;
-    case FB_SHORT:
-      return 2;
-    case FB_DOUBLE:
-      return 8;
-    default:
-      return 4;
-  }
-}
+std::size_t fixed_width(int type) { return type == FB_CHAR ? 1 : type == FB_SHORT ? 2 : type == FB_DOUBLE ? 8 : 4; }
 
 std::string stored_form(int type, const ModelValue& value) {
   if (type == FB_STRING) return value.bytes.c_str();
   if (type == FB_CARRAY) return value.bytes.substr(0, static_cast<std::size_t>(std::max(value.len, 0)));
-  return value.bytes.substr(0, static_cast<std::size_t>(fixed_width(type)));
+  return value.bytes.substr(0, fixed_width(type));
 }
 
 // 0, or the code with which the value is refused.
@@ -39,33 +29,20 @@ int refusal(int type, const ModelValue& value) {
   return type == FB_CARRAY && value.len <= 0 ? FBEINVAL : 0;
 }
 
-template <class T>
-T as(const std::string& bytes) {
-  T number;
-  std::memcpy(&number, bytes.data(), sizeof number);
-  return number;
-}
-
+// Whether a search finds the record. Scripts hold no floating-point values that are equal with other bytes.
 bool equal(const ModelRecord& record, const ModelValue& value) {
+  const std::string& stored = record.value;
   switch (type_of(record.key)) {
-    case FB_CHAR:
-    case FB_SHORT:
-    case FB_INT:
-      return record.value == value.bytes.substr(0, record.value.size());
     case FB_LONG:
-      return static_cast<long>(as<std::uint32_t>(record.value)) == as<long>(value.bytes);
-    case FB_FLOAT:
-      return as<float>(record.value) == as<float>(value.bytes);
-    case FB_DOUBLE:
-      return as<double>(record.value) == as<double>(value.bytes);
+      return stored + std::string(4, '\0') == value.bytes.substr(0, 8);
     case FB_STRING:
-      return record.value == value.bytes.c_str();
+      return stored == value.bytes.c_str();
     case FB_CARRAY: {
-      const std::size_t shorter = std::min(record.value.size(), static_cast<std::size_t>(value.len));
-      return record.value.compare(0, shorter, value.bytes, 0, shorter) == 0;
+      const std::size_t shorter = std::min(stored.size(), static_cast<std::size_t>(value.len));
+      return stored.compare(0, shorter, value.bytes, 0, shorter) == 0;
     }
     default:
-      return false;
+      return stored == value.bytes.substr(0, stored.size());
   }
 }
 
@@ -73,16 +50,10 @@ bool equal(const ModelRecord& record, const ModelValue& value) {
 
 int ModelRecord::slot() const {
   const int length = static_cast<int>(value.size());
-  switch (type_of(key)) {
-    case FB_DOUBLE:
-      return 16;
-    case FB_STRING:
-      return (4 + length + 1 + 7) / 8 * 8;
-    case FB_CARRAY:
-      return (8 + length + 7) / 8 * 8;
-    default:
-      return 8;
-  }
+  const int type = type_of(key);
+  if (type == FB_DOUBLE) return 16;
+  const int size = type == FB_STRING ? 4 + length + 1 : type == FB_CARRAY ? 8 + length : 8;
+  return (size + 7) / 8 * 8;
 }
 
 int Model::offset(std::size_t index) const {
@@ -247,29 +218,24 @@ ModelResult Model::project(const Model& source, const std::vector<std::uint32_t>
   return kDone;
 }
 
-void Model::image(std::string& bytes, std::string& fixed) const {
-  bytes.clear();
-  const auto add = [&](const void* from, std::size_t n) { bytes.append(static_cast<const char*>(from), n); };
-  const std::uint32_t magic = 8888;
-  const int end = used();
-  add(&magic, 4);
-  add(&end, 4);
-  fixed.assign(8, 'f');
+std::vector<int> Model::image() const {
+  std::vector<int> bytes;
+  const auto add = [&](auto number) {
+    for (const std::uint8_t byte : std::bit_cast<std::array<std::uint8_t, 4>>(number)) bytes.push_back(byte);
+  };
+  add(8888);
+  add(used());
   for (const ModelRecord& record : records) {
     const std::size_t start = bytes.size();
     const int type = type_of(record.key);
-    const auto length = static_cast<std::uint32_t>(record.value.size());
-    add(&record.key, 4);
-    if (type == FB_CARRAY) add(&length, 4);
-    fixed.resize(bytes.size(), 'f');
-    if (type == FB_DOUBLE) bytes.append(4, '\0');
-    fixed.resize(bytes.size(), 'p');
-    bytes += record.value;
-    if (type == FB_STRING) bytes.push_back('\0');
-    fixed.resize(bytes.size(), 'f');
-    bytes.resize(start + static_cast<std::size_t>(record.slot()));
-    fixed.resize(bytes.size(), 'p');
+    add(record.key);
+    if (type == FB_CARRAY) add(static_cast<int>(record.value.size()));
+    if (type == FB_DOUBLE) bytes.insert(bytes.end(), 4, kPadding);
+    for (const char byte : record.value) bytes.push_back(static_cast<std::uint8_t>(byte));
+    if (type == FB_STRING) bytes.push_back(0);
+    bytes.resize(start + static_cast<std::size_t>(record.slot()), kPadding);
   }
+  return bytes;
 }
 
 }  // namespace fields

@@ -48,8 +48,9 @@ class Model {
   int used() const { return offset(records.size()); }
   int offset(std::size_t index) const;  // from the start of the buffer
 
-  // The used part, and which of its bytes are fixed (the rest is padding).
-  void image(std::string& bytes, std::string& fixed) const;
+  // The used part, byte by byte.
+  static constexpr int kPadding = -1;
+  std::vector<int> image() const;
 
   std::vector<ModelRecord> records;
   int capacity;

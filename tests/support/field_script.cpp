@@ -50,9 +50,9 @@ class Script {
     return value;
   }
 
-  // The same buffer again most of the time.
-  int buffer(int count) {
-    if (const int choice = byte(); choice < 32) buffer_ = choice % count;
+  // One of three buffers, the same again most of the time.
+  int buffer() {
+    if (const int choice = byte(); choice < 32) buffer_ = choice % 3;
     return buffer_;
   }
 
@@ -76,7 +76,8 @@ struct Pair {
 
   char* buf;
   Model model;
-  int position = 0;  // for reads from a position
+  int position = 0;                // for reads from a position
+  int walk_key = 0, walk_nth = 0;  // the record that a walk with fbnext_tu was told last; key 0 before its first
 };
 
 void require(bool holds, const char* what) {
@@ -91,39 +92,34 @@ void require_same(ModelResult library, ModelResult model, const char* call) {
 
 ModelResult outcome(int result) { return {result, fberror}; }
 
-void require_same_image(const Pair& pair, const char* call) {
-  std::string bytes, fixed;
-  pair.model.image(bytes, fixed);
-  require(fbget_used(pair.buf) == static_cast<long>(bytes.size()), call);
-  for (std::size_t i = 0; i < bytes.size(); ++i) require(fixed[i] == 'p' || pair.buf[i] == bytes[i], call);
+void require_same_image(const Pair& pair) {
+  const std::vector<int> expected = pair.model.image();
+  require(fbget_used(pair.buf) == static_cast<long>(expected.size()), "used length");
+  for (std::size_t i = 0; i < expected.size(); ++i)
+    require(expected[i] == Model::kPadding || expected[i] == static_cast<std::uint8_t>(pair.buf[i]), "image");
 }
 
 void change(Script& script, Pair& pair, int call) {
   const std::uint32_t key = script.key();
   const int field = static_cast<int>(key);
+  const int nth = call >= 2 && call <= 4 ? script.nth() : 0;
+  const ModelValue value = call <= 3 ? script.value(key) : ModelValue{};
+  const void* at = value.bytes.data();
   char* buf = pair.buf;
   Model& model = pair.model;
-  if (call == 0) {
-    const ModelValue value = script.value(key);
-    require_same(outcome(fbput(buf, field, value.bytes.data(), value.len)), model.put(key, value), "fbput");
-  } else if (call == 1) {
-    const ModelValue value = script.value(key);
-    require_same(outcome(_fbput(buf, field, value.bytes.data(), value.len)), model.put(key, value), "_fbput");
-  } else if (call == 2) {
-    const int nth = script.nth();
-    const ModelValue value = script.value(key);
-    require_same(outcome(fbinsert(buf, field, nth, value.bytes.data(), value.len)), model.insert(key, nth, value),
-                 "fbinsert");
-  } else if (call == 3) {
-    const int nth = script.nth();
-    const ModelValue value = script.value(key);
-    require_same(outcome(fbupdate(buf, field, nth, value.bytes.data(), value.len)), model.update(key, nth, value),
-                 "fbupdate");
-  } else if (call == 4) {
-    const int nth = script.nth();
-    require_same(outcome(fbdelete(buf, field, nth)), model.erase(key, nth), "fbdelete");
-  } else {
-    require_same(outcome(fbdelall(buf, field)), model.erase_all(key), "fbdelall");
+  switch (call) {
+    case 0:
+      return require_same(outcome(fbput(buf, field, at, value.len)), model.put(key, value), "fbput");
+    case 1:
+      return require_same(outcome(_fbput(buf, field, at, value.len)), model.put(key, value), "_fbput");
+    case 2:
+      return require_same(outcome(fbinsert(buf, field, nth, at, value.len)), model.insert(key, nth, value), "fbinsert");
+    case 3:
+      return require_same(outcome(fbupdate(buf, field, nth, at, value.len)), model.update(key, nth, value), "fbupdate");
+    case 4:
+      return require_same(outcome(fbdelete(buf, field, nth)), model.erase(key, nth), "fbdelete");
+    default:
+      return require_same(outcome(fbdelall(buf, field)), model.erase_all(key), "fbdelall");
   }
 }
 
@@ -136,24 +132,20 @@ void take(Script& script, Pair& pair, bool from_position) {
   int* const given = choice >= 200 ? nullptr : &len;
   int* const expected = choice >= 200 ? nullptr : &expected_len;
   std::string area(64, 'z'), out;
-  ModelResult library, model;
-  if (from_position) {
-    if (choice % 5 == 0) pair.position = script.byte() - 16;
-    int position = pair.position;
-    model = pair.model.get_from(key, policy, expected, position, out);
-    library = outcome(fbgetf(pair.buf, field, area.data(), given, &pair.position));
-    require(pair.position == position, "position after fbgetf");
-  } else {
-    model = pair.model.get(key, policy, expected, out);
-    library = outcome(fbget(pair.buf, field, area.data(), given));
-  }
-  require_same(library, model, "fbget");
+  if (choice % 5 == 0) pair.position = script.byte() - 16;
+  int position = pair.position;
+  const ModelResult library = outcome(from_position ? fbgetf(pair.buf, field, area.data(), given, &pair.position)
+                                                    : fbget(pair.buf, field, area.data(), given));
+  const ModelResult model = from_position ? pair.model.get_from(key, policy, expected, position, out)
+                                          : pair.model.get(key, policy, expected, out);
+  require_same(library, model, from_position ? "fbgetf" : "fbget");
+  require(pair.position == position, "position after fbgetf");
   require(len == expected_len, "length after fbget");
   if (model.result != 1) out.clear();
   require(area.compare(0, out.size(), out) == 0 && area[out.size()] == 'z', "value after fbget");
 }
 
-void look_at(Script& script, const Pair& pair, std::uint32_t key) {
+void look(Script& script, const Pair& pair, std::uint32_t key) {
   const int field = static_cast<int>(key);
   const int nth = script.nth();
   const Model& model = pair.model;
@@ -175,10 +167,27 @@ void look_at(Script& script, const Pair& pair, std::uint32_t key) {
   require_same(outcome(fbgetlen(pair.buf, field, nth)), {length, 0}, "fbgetlen");
 }
 
-void look(Script& script, const Pair& pair) {
-  const std::uint32_t key = script.key();
-  look_at(script, pair, key);
-  look_at(script, pair, key ^ 0x01000000);
+// One step of a walk, whatever has happened to the buffer since the one before; now and then from another record.
+void walk(Script& script, Pair& pair) {
+  const Model& model = pair.model;
+  if (script.byte() < 16) {
+    pair.walk_key = static_cast<int>(script.key());
+    pair.walk_nth = script.nth();
+  }
+  const int told = model.find(static_cast<std::uint32_t>(pair.walk_key), pair.walk_nth);
+  const auto at = static_cast<std::size_t>(told + 1);
+  const bool lost = pair.walk_key != 0 && told < 0, end = at == model.records.size();
+  int length = -5;
+  const ModelResult library = outcome(fbnext_tu(pair.buf, &pair.walk_key, &pair.walk_nth, nullptr, &length));
+  require_same(library, lost ? ModelResult{-1, FBEINVAL} : ModelResult{end ? 0 : 1, 0}, "fbnext_tu");
+  if (library.result != 1) {
+    pair.walk_key = 0;
+    return;
+  }
+  const ModelRecord& record = model.records[at];
+  require(pair.walk_key == static_cast<int>(record.key) && model.find(record.key, pair.walk_nth) == told + 1,
+          "record told by fbnext_tu");
+  require(length == static_cast<int>(record.value.size()), "length told by fbnext_tu");
 }
 
 void combine(Script& script, Pair& dest, const Pair& source) {
@@ -197,19 +206,21 @@ void combine(Script& script, Pair& dest, const Pair& source) {
                dest.model.project(source.model, keys), "fbbufop_proj");
 }
 
-void step(Script& script, Pair* pairs, int count) {
-  Pair& pair = pairs[script.buffer(count)];
+void step(Script& script, Pair (&pairs)[3]) {
+  Pair& pair = pairs[script.buffer()];
   const int call = script.below(24);
-  if (call >= 16 && call < 18) {
+  if (call >= 18) {
+    const std::uint32_t key = script.key();
+    look(script, pair, key);
+    look(script, pair, key ^ 0x01000000);
+  } else if (call >= 16) {
     change(script, pair, 0);
-  } else if (call >= 18) {
-    look(script, pair);
   } else if (call < 6) {
     change(script, pair, call);
   } else if (call < 10) {
     take(script, pair, call >= 8);
   } else if (call == 10) {
-    combine(script, pair, pairs[script.buffer(count)]);
+    combine(script, pair, pairs[script.buffer()]);
   } else if (call == 11) {
     _clear_fcache(pair.buf);
   } else if (call == 12) {
@@ -221,7 +232,8 @@ void step(Script& script, Pair* pairs, int count) {
     if (void* moved = fbrealloc(pair.buf, 128 + script.byte(), 0)) pair.buf = static_cast<char*>(moved);
     pair.model.capacity = static_cast<int>(fbget_fbsize(pair.buf));
   }
-  require_same_image(pair, "image");
+  for (int i = call == 15 ? script.byte() : call % 2; i > 0; --i) walk(script, pair);
+  require_same_image(pair);
 }
 
 }  // namespace
@@ -231,7 +243,7 @@ void compare_with_model(const std::uint8_t* bytes, std::size_t size) {
   _vesk_flen_flag = 0;
   Script script{bytes, size};
   Pair pairs[] = {Pair{0}, Pair{140}, Pair{200}};
-  while (!script.done()) step(script, pairs, 3);
+  while (!script.done()) step(script, pairs);
   _vesk_init_semantics();
 }
 

@@ -5,89 +5,59 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/heap.h"
+#include "tests/support/structs.h"
 #include "vxa/vxa_host.h"
 
 namespace {
 
+using Message = vxa::HeapPtr<vesk_msg_header>;
+
 constexpr std::size_t kPrefix = 4;
 
-// "m" is converted member by member and grows on the way in, "w" keeps its size.
-vesk_sdl_struct structs[2];
-vesk_sdl_member members[3];
-
-void describe_structs() {
-  std::memcpy(structs[0].name, "m", 2);
-  structs[0].host_size = 24;
-  structs[0].network_size = 15;
-  structs[0].last = 2;
-  std::memcpy(structs[1].name, "w", 2);
-  structs[1].host_size = structs[1].network_size = 5;
-  structs[1].first = structs[1].last = 2;
-  members[0].type = 4;
-  members[0].count = 1;
-  members[1].type = 2;
-  members[1].count = 1;
-  members[1].offset = 8;
-  members[2].type = 7;
-  members[2].count = 5;
-  _sdl_table = structs;
-  _sdl_table_size = 2;
-  _sdl_field_table = members;
-  _sdl_field_table_size = 3;
-}
-
-vesk_msg_header* received(const std::uint8_t* data, std::size_t size) {
-  auto* message = static_cast<vesk_msg_header*>(std::malloc(sizeof(vesk_msg_header) + size));
+Message message_of(int type, const void* payload, std::size_t size) {
+  Message message{static_cast<vesk_msg_header*>(std::malloc(sizeof(vesk_msg_header) + size))};
   if (!message) std::abort();
-  _init_header(message);
-  message->type = data[0] % 14;
-  _endian = data[1] % 3;
-  message->reqctl = static_cast<unsigned>(data[2]) << 24 | data[3];
-  message->subtype[0] = data[3] & 1 ? 'm' : 'w';
+  _init_header(message.get());
+  message->type = type;
   message->datalen = message->size = static_cast<int>(size);
-  std::memcpy(message + 1, data + kPrefix, size);
+  std::memcpy(message.get() + 1, payload, size);
   return message;
 }
-
-const char* payload(const vesk_msg_header* message) { return reinterpret_cast<const char*>(message + 1); }
 
 // A field buffer that was decoded can be sent, and arrives as it was sent.
 void send_and_receive(const vesk_msg_header* message) {
   int length = 0;
-  vesk_msg_header* sent = _hton_data_fdl(message, &length);
+  const Message sent{_hton_data_fdl(message, &length)};
   if (!sent) std::abort();
-  auto* again = static_cast<char*>(std::malloc(static_cast<std::size_t>(length) + 1));
-  if (!again || !_ntoh_data_fdl(message, payload(sent), again)) std::abort();
-  vesk_msg_header* arrived =
-      static_cast<vesk_msg_header*>(std::malloc(sizeof *arrived + static_cast<std::size_t>(length)));
-  if (!arrived) std::abort();
-  *arrived = *message;
-  arrived->reqctl = 0;
-  arrived->datalen = arrived->size = length;
-  std::memcpy(arrived + 1, again, static_cast<std::size_t>(length));
-  int second = 0;
-  vesk_msg_header* resent = _hton_data_fdl(arrived, &second);
-  if (!resent || second != length || std::memcmp(payload(sent), payload(resent), static_cast<std::size_t>(length)) != 0)
+  const auto size = static_cast<std::size_t>(length);
+  const Message arrived = message_of(message->type, sent.get() + 1, size);
+  if (!_ntoh_data_fdl(message, reinterpret_cast<char*>(sent.get() + 1), reinterpret_cast<char*>(arrived.get() + 1)))
     std::abort();
-  std::free(resent);
-  std::free(arrived);
-  std::free(again);
-  std::free(sent);
+  int second = 0;
+  const Message resent{_hton_data_fdl(arrived.get(), &second)};
+  if (!resent || second != length || std::memcmp(sent.get() + 1, resent.get() + 1, size) != 0) std::abort();
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  // "m" is converted member by member and grows on the way in, "w" keeps its size.
+  static const host::Structs structs{
+      {host::struct_row("m", 24, 15, 0, 2), host::struct_row("w", 5, 5, 2, 2)},
+      {host::member_row("a", 4, 1, 0, 0), host::member_row("b", 2, 1, 0, 8), host::member_row("c", 7, 5, 0, 0)}};
   if (size < kPrefix) return 0;
-  describe_structs();
-  vesk_msg_header* message = received(data, size - kPrefix);
-  vesk_msg_header* decoded = _vesk_decode_idata(message);
-  if (!decoded) {
-    std::free(message);
-    return 0;
+  Message message = message_of(data[0] % 14, data + kPrefix, size - kPrefix);
+  _endian = data[1] % 3;
+  message->reqctl = static_cast<unsigned>(data[2]) << 24 | data[3];
+  message->subtype[0] = data[3] & 1 ? 'm' : 'w';
+  Message decoded{_vesk_decode_idata(message.get())};
+  if (!decoded) return 0;
+  (void)message.release();
+  if (decoded->datalen > 0 && decoded->type == 2 && !(decoded->reqctl & 0x04000000)) send_and_receive(decoded.get());
+  if (vesk_msg_header* encoded = _vesk_encode_odata(decoded.get())) {
+    (void)decoded.release();
+    std::free(encoded);
   }
-  if (decoded->datalen > 0 && decoded->type == 2 && !(decoded->reqctl & 0x04000000)) send_and_receive(decoded);
-  vesk_msg_header* encoded = _vesk_encode_odata(decoded);
-  std::free(encoded ? encoded : decoded);
   return 0;
 }

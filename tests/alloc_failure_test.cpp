@@ -34,9 +34,10 @@ class Trial {
   // What the call returns.
   template <class Call>
   auto make(Call call) {
-    const host::FailingHeap heap(n_);
+    host::fail_allocation(n_);
     const auto result = call();
-    starved_ = host::FailingHeap::failed();
+    starved_ = host::allocation_failed();
+    host::fail_allocation(0);
     return result;
   }
 
@@ -348,9 +349,9 @@ const Case kCases[] = {
 class AllocationFailure : public testing::TestWithParam<Case> {
  protected:
   void SetUp() override {
-    const host::FailingHeap heap(1);
+    host::fail_allocation(1);
     fbfree(fballoc(1, 1));
-    if (!host::FailingHeap::failed()) GTEST_SKIP() << "the heap is that of the tool which runs this test";
+    if (!host::allocation_failed()) GTEST_SKIP() << "the heap is that of the tool which runs this test";
   }
 };
 
@@ -362,10 +363,10 @@ TEST_P(AllocationFailure, IsReportedAndLeavesNothing) {
   const auto attempt = [&](int n) {
     SCOPED_TRACE(testing::Message() << "allocation " << n);
     Trial trial{n};
-    const long before = host::FailingHeap::live_blocks();
+    const long before = host::live_blocks();
     GetParam().attempt(trial);
     host::take_log();
-    const bool balanced = host::FailingHeap::live_blocks() == before;
+    const bool balanced = host::live_blocks() == before;
     EXPECT_TRUE(balanced || n == kUntroubled || first) << "blocks left over";
     return trial.starved();
   };

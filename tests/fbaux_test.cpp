@@ -64,28 +64,24 @@ std::string texts(const Order& o) {
 
 class StructFields : public testing::Test {
  protected:
-  static vesk_sdl_member row(const char* name, int type, int count, int length, std::size_t offset, int field,
-                             const char* null_value) {
-    return member_row(name, type, count, length, static_cast<int>(offset), static_cast<unsigned>(field), null_value);
-  }
-
   host::Structs structs_{
       {host::struct_row("order", sizeof(Order), 1, 0, 11), host::struct_row("pair", sizeof(Order), 1, 0, 1),
        host::struct_row("odd", sizeof(Order), 1, 12, 99)},
-      {row("qty", 3, 1, 0, offsetof(Order, qty), kQty, "0"),
-       row("label", 7, 20, 20, offsetof(Order, label), kLabel, ""),
-       row("flag", 1, 1, 0, offsetof(Order, flag), kFlag, "-"),
-       row("small", 2, 3, 0, offsetof(Order, small), kSmall, "-7"),
-       row("big", 4, 1, 0, offsetof(Order, big), kBig, "5000000000"),
-       row("rate", 5, 1, 0, offsetof(Order, rate), kRate, "0.1"),
-       row("price", 6, 1, 0, offsetof(Order, price), kPrice, "0.1"),
-       row("blob", 8, 20, 10, offsetof(Order, blob), kBlob, ""),
-       row("parts", 7, 40, 10, offsetof(Order, parts), kText, "none"),
-       row("as_number", 3, 1, 0, offsetof(Order, as_number), key(FB_STRING, 10), "-1"),
-       row("as_text", 7, 8, 8, offsetof(Order, as_text), kPrice, "a long null text"),
-       row("as_long", 4, 1, 0, offsetof(Order, as_long), kSmall, "-1"),
-       row("no elements", 7, 20, 0, offsetof(Order, label), kLabel, "x"), row("unknown", 9, 1, 0, 0, kQty, "1"),
-       row("small", 2, 1, 0, offsetof(Order, small), kSmall, "70000")}};
+      {member_row("qty", 3, 1, 0, offsetof(Order, qty), kQty, "0"),
+       member_row("label", 7, 20, 20, offsetof(Order, label), kLabel, ""),
+       member_row("flag", 1, 1, 0, offsetof(Order, flag), kFlag, "-"),
+       member_row("small", 2, 3, 0, offsetof(Order, small), kSmall, "-7"),
+       member_row("big", 4, 1, 0, offsetof(Order, big), kBig, "5000000000"),
+       member_row("rate", 5, 1, 0, offsetof(Order, rate), kRate, "0.1"),
+       member_row("price", 6, 1, 0, offsetof(Order, price), kPrice, "0.1"),
+       member_row("blob", 8, 20, 10, offsetof(Order, blob), kBlob, ""),
+       member_row("parts", 7, 40, 10, offsetof(Order, parts), kText, "none"),
+       member_row("as_number", 3, 1, 0, offsetof(Order, as_number), key(FB_STRING, 10), "-1"),
+       member_row("as_text", 7, 8, 8, offsetof(Order, as_text), kPrice, "a long null text"),
+       member_row("as_long", 4, 1, 0, offsetof(Order, as_long), kSmall, "-1"),
+       member_row("no elements", 7, 20, 0, offsetof(Order, label), kLabel, "x"),
+       member_row("unknown", 9, 1, 0, 0, kQty, "1"),
+       member_row("small", 2, 1, 0, offsetof(Order, small), kSmall, "70000")}};
 
   // An order full of its null values, zero elsewhere.
   static Order empty_order() {
@@ -210,27 +206,32 @@ TEST_F(StructFields, JoinsGoThroughAWorkBuffer) {
 
 TEST_F(StructFields, ZeroIsTestedWhateverTheNullValue) {
   Order order = empty_order();
-  const auto zero = [&](const char* member, int occurrence) { return fbsnull(&order, member, occurrence, "order"); };
-  EXPECT_EQ(zero("qty", 0), 1);
-  EXPECT_EQ(zero("small", 2), 0) << "null, but not zero";
   order.small[2] = 0;
   order.price = -0.0;
   std::strcpy(order.label, "ab");
-  EXPECT_EQ(zero("small", 2), 1);
-  EXPECT_EQ(zero("price", 0), 1);
-  EXPECT_EQ(zero("rate", 0), 0);
-  EXPECT_EQ(zero("big", 0), 0);
-  EXPECT_EQ(zero("flag", 0), 0);
-  EXPECT_EQ(zero("label", 1), 0);
-  EXPECT_EQ(zero("label", 2), 1) << "occurrences of a text are its bytes";
-  for (const int occurrence : {-1, 20}) {
-    EXPECT_EQ(zero("label", occurrence), -1);
-    EXPECT_EQ(fberror, FBEBADSTRUCT);
+  struct Case {
+    const char* member;
+    int occurrence;
+    std::pair<int, int> zero;  // the result and fberror
+    const char* name = "order";
+  } cases[] = {{"qty", 0, {1, 0}},
+               {"small", 1, {0, 0}},  // null, but not zero
+               {"small", 2, {1, 0}},
+               {"price", 0, {1, 0}},
+               {"rate", 0, {0, 0}},
+               {"big", 0, {0, 0}},
+               {"flag", 0, {0, 0}},
+               {"label", 1, {0, 0}},  // occurrences of a text are its bytes
+               {"label", 2, {1, 0}},
+               {"label", -1, {-1, FBEBADSTRUCT}},
+               {"label", 20, {-1, FBEBADSTRUCT}},
+               {"labe", 0, {-1, 0}},
+               {"unknown", 0, {-1, 0}, "odd"},  // a row of unknown type is passed over
+               {"qty", 0, {-1, FBEBADSTRUCT}, "none"}};
+  for (const Case& c : cases) {
+    const int zero = fbsnull(&order, c.member, c.occurrence, c.name);
+    EXPECT_EQ(std::pair(zero, fberror), c.zero) << c.member << " " << c.occurrence;
   }
-  EXPECT_EQ(zero("labe", 0), -1);
-  EXPECT_EQ(fberror, 0);
-  EXPECT_EQ(fbsnull(&order, "unknown", 0, "odd"), -1);
-  EXPECT_EQ(fberror, 0) << "a row of unknown type is passed over";
 }
 
 TEST_F(StructFields, RefusesWhatItCannotUse) {
@@ -243,26 +244,9 @@ TEST_F(StructFields, RefusesWhatItCannotUse) {
   EXPECT_EQ(outcome(fbftos(buffer, nullptr, "order")), std::pair(-1, FBEINVAL));
   EXPECT_EQ(outcome(fbstof(nullptr, &order, 4, "order")), std::pair(-1, FBEINVAL));
   EXPECT_EQ(outcome(fbstof(buffer, nullptr, 4, "order")), std::pair(-1, FBEINVAL));
-  EXPECT_EQ(outcome(fbsnull(&order, "qty", 0, "none")), std::pair(-1, FBEBADSTRUCT));
   EXPECT_EQ(outcome(fbstinit(&order, "none")), std::pair(-1, FBEBADSTRUCT));
   EXPECT_EQ(outcome(fbstinit(nullptr, "order")), std::pair(-1, FBEINVAL));
   EXPECT_EQ(outcome(fbstelinit(&order, nullptr, "order")), std::pair(-1, FBEINVAL));
-}
-
-TEST_F(StructFields, TracesTwoEventsACall) {
-  Buffer buffer;
-  Order order = empty_order();
-  order.qty = 1;
-  host::Tracing tracing;
-  fbstof(buffer, &order, 7, "pair");
-  fbftos(buffer, &order, "");
-  fbstelinit(&order, "qty", "none");
-  std::vector<std::string> seen;
-  for (const host::TraceEvent& event : host::take_trace())
-    seen.push_back(event.event == 1 ? event.text.substr(event.text.rfind(',')) : event.text);
-  EXPECT_THAT(
-      seen, testing::ElementsAre(", \"pair\")", "fbstof = 1", ", \"\")", "fbftos = -1 [15 : FBEBADSTRUCT (bad struct)]",
-                                 ", \"none\")", "fbstelinit = -1"));
 }
 
 }  // namespace

@@ -43,14 +43,17 @@ struct ServiceTest : LinkTest {
     return outcome(tpcall("SVC", input, 0, &out.data, &out.length, flags));
   }
   Outcome request(long flags = 0, char* input = nullptr) { return outcome(tpacall("SVC", input, 0, flags)); }
-  Outcome collect(int wanted, Buffer& out, long flags = 0) {
-    collected = wanted;
-    return outcome(tpgetrply(&collected, &out.data, &out.length, flags));
+  // The descriptor and what came for it, or tperrno.
+  std::string collect(int wanted, Buffer& out, long flags = 0) {
+    int cd = wanted;
+    if (tpgetrply(&cd, &out.data, &out.length, flags) == 1) return std::to_string(cd) + " " + out.shown();
+    EXPECT_EQ(cd, wanted);
+    return failed(tperrno);
   }
+  static std::string failed(int error) { return "error " + std::to_string(error); }
   static Wire answer(std::uint32_t cd, const std::string& text) {
     return {.type = 3, .size = 1024, .msgtype = 1004, .cd = cd, .payload = text};
   }
-  int collected = 0;
 };
 
 TEST_F(ServiceTest, CallSendsTheBufferAndDeliversTheReply) {
@@ -138,14 +141,14 @@ TEST_F(ServiceTest, RefusesBadArgumentsBeforeItTouchesAnything) {
   for (const long flag : {0x10L, 0x80L, 0x100L, 0x800L, 0x100000000L})
     EXPECT_EQ(request(flag), Outcome(-1, TPEINVAL)) << flag;
   for (const long flag : {0x4L, 0x8L, 0x10L, 0x200L, 0x400L, 0x100000000L})
-    EXPECT_EQ(collect(cd, out, flag), Outcome(-1, TPEINVAL)) << flag;
+    EXPECT_EQ(collect(cd, out, flag), failed(TPEINVAL)) << flag;
   EXPECT_EQ(outcome(tpgetrply(nullptr, &out.data, &out.length, 0)), Outcome(-1, TPEINVAL));
   EXPECT_EQ(outcome(tpgetrply(&cd, nullptr, &out.length, 0)), Outcome(-1, TPEINVAL));
   EXPECT_EQ(outcome(tpgetrply(&cd, &out.data, nullptr, 0)), Outcome(-1, TPEINVAL));
-  EXPECT_EQ(collect(cd, out, TPGETANY), Outcome(-1, TPEBADDESC)) << "nothing is outstanding";
+  EXPECT_EQ(collect(cd, out, TPGETANY), failed(TPEBADDESC)) << "nothing is outstanding";
   EXPECT_TRUE(gateway.quiet());
   EXPECT_EQ(request(), Outcome(1, 0));
-  EXPECT_EQ(collect(2, out), Outcome(-1, TPEBADDESC));
+  EXPECT_EQ(collect(2, out), failed(TPEBADDESC));
   EXPECT_EQ(outcome(tpgetrply(&cd, &no_buffer, &out.length, 0)), Outcome(-1, TPEOTYPE));
   EXPECT_EQ(_active_tpacall_count, 1);
 }
@@ -257,7 +260,7 @@ TEST_F(ServiceTest, DescriptorsRunOnAndSlotsWrap) {
   EXPECT_EQ(_get_acall_cd_ind(-1, 0), -1);
   EXPECT_EQ(_get_acall_cd_ind(17, 0), -1);
   gateway.send(answer(5, "five"));
-  EXPECT_EQ(collect(5, out), Outcome(1, 0));
+  EXPECT_EQ(collect(5, out), "5 STRING five");
   EXPECT_EQ(request(), Outcome(18, 0)) << "the refused call took a number";
   EXPECT_EQ(_get_acall_cd_ind(18, 0), 5) << "the first free slot from 18 mod 16 on";
   _make_acall_cd_invalid(2);
@@ -277,8 +280,7 @@ TEST_F(ServiceTest, TimedAcknowledgementIsMatched) {
   gateway.send(Wire{.seqno = 2, .msgtype = 1028});
   EXPECT_EQ(request(TPACKWAIT), Outcome(1, 0));
   Buffer out;
-  EXPECT_EQ(collect(1, out), Outcome(1, 0));
-  EXPECT_EQ(out.shown(), "STRING early reply");
+  EXPECT_EQ(collect(1, out), "1 STRING early reply");
 
   gateway.send(answer(2, "early reply of a call that fails"));
   EXPECT_EQ(request(TPACKWAIT), Outcome(-1, TPETIME));
@@ -295,17 +297,13 @@ TEST_F(ServiceTest, RepliesOutOfOrderAreParked) {
                               answer(5, "replaced"), answer(5, "five"), answer(2, "two"), answer(3, "three")})
     gateway.send(message);
   host::take_log();
-  EXPECT_EQ(collect(3, out), Outcome(1, 0));
+  EXPECT_EQ(collect(3, out), "3 STRING three");
   EXPECT_THAT(
       host::take_log(),
       ElementsAre(LogRecord{0, 2, "CSC5708", "2008 tpcall reply arrived after timeout. Msg discarded : 3003 9"}));
-  EXPECT_EQ(out.shown(), "STRING three");
   gateway.finish();  // the parked ones need no link
-  EXPECT_EQ(collect(1, out, TPGETANY), Outcome(1, 0));
-  EXPECT_EQ(collected, 2);
-  EXPECT_EQ(out.shown(), "STRING two");
-  EXPECT_EQ(collect(5, out, TPGETANY), Outcome(1, 0));
-  EXPECT_EQ(out.shown(), "STRING five");
+  EXPECT_EQ(collect(1, out, TPGETANY), "2 STRING two");
+  EXPECT_EQ(collect(5, out, TPGETANY), "5 STRING five");
   EXPECT_EQ(_active_tpacall_count, 2);
 }
 
@@ -314,13 +312,11 @@ TEST_F(ServiceTest, UntimedCollectTakesWhatComes) {
   request();
   request();
   gateway.send(answer(2, "two"));
-  EXPECT_EQ(collect(1, out, TPGETANY), Outcome(1, 0));
-  EXPECT_EQ(collected, 2);
+  EXPECT_EQ(collect(1, out, TPGETANY), "2 STRING two");
   EXPECT_EQ(_get_acall_cd_ind(2, 0), -1);
   _bc_timeout = 5;
   gateway.send(Wire{.type = 4, .size = 7, .msgtype = 1003, .flags = TPESVCERR, .cd = 99, .payload = "odd"});
-  EXPECT_EQ(collect(1, out, TPNOTIME | TPNOCHANGE), Outcome(-1, TPESVCERR)) << "unmatched, its type is not looked at";
-  EXPECT_EQ(collected, 1);
+  EXPECT_EQ(collect(1, out, TPNOTIME | TPNOCHANGE), failed(TPESVCERR)) << "unmatched, its type is not looked at";
   EXPECT_EQ(out.type(), "CARRAY");
   EXPECT_EQ(_active_tpacall_count, 0) << "a failed reply ends the call too";
 }
@@ -331,15 +327,15 @@ TEST_F(ServiceTest, TimedCollectEndsOnStrangersAndTime) {
   request();
   host::take_log();
   gateway.send(Wire{.msgtype = 1150});
-  EXPECT_EQ(collect(1, out), Outcome(-1, TPESYSTEM));
+  EXPECT_EQ(collect(1, out), failed(TPESYSTEM));
   EXPECT_THAT(host::take_log(),
               ElementsAre(LogRecord{0, 2, "CSC5713", "0209 internal error : unknown message type :1150"}));
-  EXPECT_EQ(collect(1, out), Outcome(-1, TPETIME));
+  EXPECT_EQ(collect(1, out), failed(TPETIME));
   gateway.finish();
-  EXPECT_EQ(collect(1, out), Outcome(-1, 0));
+  EXPECT_EQ(collect(1, out), failed(0));
   EXPECT_EQ(_active_tpacall_count, 1);
   vesk_xa_close(nullptr, 0, 0);
-  EXPECT_EQ(collect(1, out), Outcome(-1, TPESYSTEM)) << "no socket to wait on";
+  EXPECT_EQ(collect(1, out), failed(TPESYSTEM)) << "no socket to wait on";
 }
 
 // A reply is copied only where both its capacity and its payload fit; the buffer keeps its capacity.
@@ -360,9 +356,8 @@ TEST_F(ServiceTest, RefillsOrReplacesTheOutputBuffer) {
     reply.size = c.size;
     reply.reqctl = 0x02000000;
     gateway.send(reply);
-    EXPECT_EQ(collect(cd, out, TPNOCHANGE), Outcome(1, 0));
+    EXPECT_EQ(collect(cd, out, TPNOCHANGE), std::to_string(cd) + " STRING " + reply.payload);
     EXPECT_EQ(out.data == before, c.refilled) << c.size;
-    EXPECT_EQ(out.shown(), "STRING " + reply.payload);
     EXPECT_EQ(out.header()->size, c.refilled ? 1024 : static_cast<int>(c.size));
     EXPECT_EQ(out.header()->reqctl, c.refilled ? 0 : 0x02000000) << "the sender knows of its own reserve alone";
   }
@@ -375,11 +370,11 @@ TEST_F(ServiceTest, NoChangeHoldsTypeAndSubtype) {
   Wire reply = answer(1, "text");
   reply.type = 4;
   gateway.send(reply);
-  EXPECT_EQ(collect(1, out, TPNOCHANGE), Outcome(-1, TPEOTYPE));
+  EXPECT_EQ(collect(1, out, TPNOCHANGE), failed(TPEOTYPE));
   reply.type = 3;
   reply.subtype = "sub";
   gateway.send(reply);
-  EXPECT_EQ(collect(1, out, TPNOCHANGE), Outcome(-1, TPEOTYPE));
+  EXPECT_EQ(collect(1, out, TPNOCHANGE), failed(TPEOTYPE));
 
   // A parked reply stays parked when it is refused, and is made as large as the buffer that it replaces.
   Buffer large;
@@ -389,11 +384,10 @@ TEST_F(ServiceTest, NoChangeHoldsTypeAndSubtype) {
   reply.payload = std::string(3000, 'p');
   gateway.send(reply);
   gateway.send(answer(2, "other"));
-  EXPECT_EQ(collect(2, out), Outcome(1, 0));
-  EXPECT_EQ(collect(1, large, TPNOCHANGE), Outcome(-1, TPEOTYPE));
-  EXPECT_EQ(collect(1, large), Outcome(1, 0));
+  EXPECT_EQ(collect(2, out), "2 STRING other");
+  EXPECT_EQ(collect(1, large, TPNOCHANGE), failed(TPEOTYPE));
+  EXPECT_EQ(collect(1, large), "1 STRING " + reply.payload);
   EXPECT_EQ(large.header()->size, 5000);
-  EXPECT_EQ(large.shown(), "STRING " + reply.payload);
   std::memset(large.data + 3000, 'y', 2000 + 64);
 }
 

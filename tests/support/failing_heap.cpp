@@ -39,10 +39,9 @@ void* counted(void* block) {
 
 namespace host {
 
-FailingHeap::FailingHeap(int nth) { left = nth; }
-FailingHeap::~FailingHeap() { left = 0; }
-bool FailingHeap::failed() { return left == 0; }
-long FailingHeap::live_blocks() { return live; }
+void fail_allocation(int nth) { left = nth; }
+bool allocation_failed() { return left == 0; }
+long live_blocks() { return live; }
 
 }  // namespace host
 

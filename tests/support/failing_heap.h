@@ -4,20 +4,14 @@
 
 namespace host {
 
-// While it lives, the nth allocation (from 1) that libvxa itself makes fails, and only that one. Allocations of the
-// C library, of the test and of the host do not count.
-class FailingHeap {
- public:
-  explicit FailingHeap(int nth);
-  ~FailingHeap();
-  FailingHeap(const FailingHeap&) = delete;
-  FailingHeap& operator=(const FailingHeap&) = delete;
+// The nth allocation (from 1) that libvxa itself makes from now on fails, and only that one; 0: none. Allocations of
+// the C library, of the test and of the host do not count.
+void fail_allocation(int nth);
 
-  // Whether there were so many allocations.
-  static bool failed();
+// Whether it came to that allocation.
+bool allocation_failed();
 
-  // Blocks that the process holds now, whoever made them.
-  static long live_blocks();
-};
+// Blocks that the process holds now, whoever made them.
+long live_blocks();
 
 }  // namespace host

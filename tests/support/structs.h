@@ -43,16 +43,16 @@ inline vesk_sdl_struct struct_row(const char* name, int host_size, int network_s
   return row;
 }
 
-inline vesk_sdl_member member_row(const char* name, int type, int count, int length, int offset, unsigned key = 0,
+inline vesk_sdl_member member_row(const char* name, int type, int count, int length, std::size_t offset, int key = 0,
                                   const char* null_value = "") {
   vesk_sdl_member row{};
   std::strncpy(row.name, name, sizeof row.name - 1);
   std::strncpy(row.null_value, null_value, sizeof row.null_value - 1);
-  row.key = key;
+  row.key = static_cast<unsigned>(key);
   row.type = type;
   row.count = count;
   row.length = length;
-  row.offset = offset;
+  row.offset = static_cast<int>(offset);
   return row;
 }
 

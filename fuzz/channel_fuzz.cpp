@@ -8,7 +8,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0) return 0;
   const bool node = data[0] & 1;
   std::string stream(reinterpret_cast<const char*>(data + 1), std::min(size - 1, fuzz::kMost));
-  fuzz::curb_lengths(stream, node);
+  fuzz::curb_lengths(stream, node, false);
   const int fd = fuzz::sent(stream, data[0] & 2);
   std::size_t at = 0;
   while (vesk_msg_header* message = node ? _read_nodemsg_sync(fd) : _read_procmsg_sync(fd)) {

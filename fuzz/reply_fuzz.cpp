@@ -53,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!silent) std::abort();
   if (size == 0) return 0;
   std::string stream(reinterpret_cast<const char*>(data + 1), std::min(size - 1, fuzz::kMost));
-  fuzz::curb_lengths(stream, true);
+  fuzz::curb_lengths(stream, true, true);
   _gwfd = fuzz::sent(stream, true);
   _bc_timeout = 1;
   const auto flag = [&](int bit, long value) { return data[0] & bit ? value : 0; };

@@ -23,12 +23,13 @@ inline std::int32_t curb(std::string& stream, std::size_t at, bool network_order
   return value & 0x1FFFF;
 }
 
-// Curbs the lengths in each header of a stream.
-inline void curb_lengths(std::string& stream, bool network_order) {
+// Curbs the lengths in each header of a stream. The gateway link reads no payload behind a negative size, the channels
+// do not look at the size.
+inline void curb_lengths(std::string& stream, bool network_order, bool by_size) {
   for (std::size_t at = 0; at + kHeader <= stream.size(); at += kHeader) {
-    curb(stream, at + offsetof(vesk_msg_header, size), network_order);
+    const std::int32_t size = by_size ? curb(stream, at + offsetof(vesk_msg_header, size), network_order) : 0;
     const std::int32_t datalen = curb(stream, at + offsetof(vesk_msg_header, datalen), network_order);
-    if (datalen > 0) at += static_cast<std::size_t>(datalen);
+    if (size >= 0 && datalen > 0) at += static_cast<std::size_t>(datalen);
   }
 }
 

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/support/host.h"
 #include "tests/support/temp_dir.h"
@@ -17,11 +19,7 @@ using host::LogRecord;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-struct Parsed {
-  int result;
-  std::string text;
-  bool operator==(const Parsed&) const = default;
-};
+using Parsed = std::pair<int, std::string>;  // the result, and what it left
 
 Parsed parse(const std::string& line) {
   char out[1024] = "untouched";
@@ -41,69 +39,46 @@ TEST(EnvironmentLine, WhatItsFormsMean) {
   const Environment home("VXA_T_HOME", "/h=$VXA_T_HOME \""), unset("VXA_T_UNSET", nullptr);
   const Environment long_value("VXA_T_LONG", filled("", 1000).c_str());
   const std::string longest = filled("A=", 1021);
-  const struct {
-    std::string line;
-    Parsed parsed;
-  } cases[] = {
-      {"", {5, "untouched"}},
-      {" \t\v\f\r\n", {5, "untouched"}},
-      {"# A=1", {1, "untouched"}},
-      {" / x", {1, "untouched"}},
-      {";", {1, "untouched"}},
-      {"!\n", {1, "untouched"}},
-      {" [] behind it", {3, "untouched"}},
-      {"[a b] c]\n", {2, "a b"}},
-      {filled("[", 1023, "]"), {2, filled("", 1023)}},
-      {"  A=1\n", {4, "A=1"}},
-      {"A=", {4, "A="}},
-      {"=1", {4, "=1"}},
-      {longest, {4, longest}},
-      // Blanks and quotes end an assignment.
-      {"A=1 2", {4, "A=1"}},
-      {"A=\"x y\"z\n", {4, "A=x y"}},
-      {"A=b\"c d\" e", {4, "A=bc d"}},
-      {"A=\"open end \n", {4, "A=open end "}},
-      {"\"A=1 2\"", {4, "A=1 2"}},
-      {"A=\\x\\", {4, "A=\\x\\"}},  // a backslash with no $ behind it is itself
-      // So does a reference, whose value is not looked into.
-      {"X=a$VXA_T_HOME", {4, "X=a/h=$VXA_T_HOME \""}},
-      {"X=\\$VXA_T_HOME b", {4, "X=/h=$VXA_T_HOME \""}},
-      {"X=$(VXA_T_HOME)", {4, "X=/h=$VXA_T_HOME \""}},
-      {"X=${VXA_T_HOME)b", {4, "X=/h=$VXA_T_HOME \""}},
-      {"X=\"\\$(VXA_T_HOME}b=2", {4, "X=/h=$VXA_T_HOME \""}},
-      {"X=$VXA_T_UNSET", {4, "X="}},
-      {"X=$VXA_T_HOM", {4, "X="}},  // a name that another one begins with
-      {"X=a$", {4, "X=a"}},
-      {filled("X=${", 5000, "}"), {4, "X="}},
-      {filled("A=", 21, "$VXA_T_LONG"), {4, longest}},
+  const std::vector<std::pair<Parsed, std::vector<std::string>>> cases = {
+      {{5, "untouched"}, {"", "\n", " \t\v\f\r\n"}},
+      {{1, "untouched"}, {"# A=1", " / x", ";", "!\n"}},
+      {{3, "untouched"}, {" [] behind it"}},
+      {{2, "a b"}, {"[a b] c]\n"}},
+      {{2, filled("", 1023)}, {filled("[", 1023, "]")}},
+      {{4, "A=1"}, {"  A=1\n", "A=1 2"}},
+      {{4, "=1"}, {"=1"}},
+      {{4, "A=1 2"}, {"\"A=1 2\"", "A=\"1 2\"z\n", "A=1\" 2\" 3"}},
+      {{4, "A=open end "}, {"A=\"open end \n"}},
+      {{4, "A=\\x\\"}, {"A=\\x\\"}},
+      {{4, longest}, {longest, filled("A=", 21, "$VXA_T_LONG")}},
+      // A reference ends the value, which is not looked into.
+      {{4, "A=/h=$VXA_T_HOME \""},
+       {"A=$VXA_T_HOME", "A=\\$VXA_T_HOME b", "A=$(VXA_T_HOME)", "A=${VXA_T_HOME)b", "A=\"\\$(VXA_T_HOME}b=2"}},
+      {{4, "A="}, {"A=", "A=$VXA_T_UNSET", "A=$VXA_T_HOM", "A=$", filled("A=${", 5000, "}")}},
   };
-  for (const auto& c : cases) EXPECT_EQ(parse(c.line), c.parsed) << c.line;
+  for (const auto& [parsed, lines] : cases)
+    for (const std::string& line : lines) EXPECT_EQ(parse(line), parsed) << line;
   EXPECT_THAT(host::take_log(), IsEmpty());
 }
 
 TEST(EnvironmentLine, MalformedOnesAreReported) {
-  const struct {
-    const char* line;
-    LogRecord record;
-  } cases[] = {
-      {"[label", syntax_error("COM0029", "label without ]")},
-      {"A$B=1", syntax_error("COM0030", "$ or \\$ met without =")},
-      {"\\$B", syntax_error("COM0030", "$ or \\$ met without =")},
-      {"A=$B}", syntax_error("COM0031", "no pair brace")},
-      {"A=${B", syntax_error("COM0032", "no pair brace")},
-      {"A=$(B }", syntax_error("COM0032", "no pair brace")},
-      {"A=b=c", syntax_error("COM0033", "two = met")},
-      {"A=\"x=y\"", syntax_error("COM0033", "two = met")},
-      {"A = 1", syntax_error("COM0034", "no = met")},
-      {"A\"B\"=1", syntax_error("COM0034", "no = met")},
+  const Environment long_value("VXA_T_LONG", filled("", 1000).c_str());
+  const std::vector<std::pair<LogRecord, std::vector<const char*>>> cases = {
+      {syntax_error("COM0029", "label without ]"), {"[label"}},
+      {syntax_error("COM0030", "$ or \\$ met without ="), {"A$B=1", "\\$B"}},
+      {syntax_error("COM0031", "no pair brace"), {"A=$B}"}},
+      {syntax_error("COM0032", "no pair brace"), {"A=${B", "A=$(B }"}},
+      {syntax_error("COM0033", "two = met"), {"A=b=c", "A=\"x=y\""}},
+      {syntax_error("COM0034", "no = met"), {"A = 1", "A\"B\"=1"}},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(parse(c.line), (Parsed{-1, "untouched"})) << c.line;
-    EXPECT_THAT(host::take_log(), ElementsAre(c.record)) << c.line;
+  for (const auto& [record, lines] : cases) {
+    for (const char* line : lines) {
+      EXPECT_EQ(parse(line), Parsed(-1, "untouched")) << line;
+      EXPECT_THAT(host::take_log(), ElementsAre(record)) << line;
+    }
   }
-  const Environment value("VXA_T_LONG", filled("", 1000).c_str());
   for (const std::string& too_long : {filled("A=", 1022), filled("A=", 22, "$VXA_T_LONG"), filled("[", 1024, "]")})
-    EXPECT_EQ(parse(too_long).result, -1);
+    EXPECT_EQ(parse(too_long).first, -1);
   host::take_log();
 }
 

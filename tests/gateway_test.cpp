@@ -151,15 +151,13 @@ TEST(Gateway, DropsWhoDoesNotSpeakTheProtocol) {
   EXPECT_EQ(client.answer(kEchoCall), kEchoReply) << "it lives on";
 }
 
-TEST(Gateway, EndsOnSignals) {
-  for (const int signal : {SIGINT, SIGTERM}) {
-    GatewayProcess gateway;
-    RawClient client(gateway);
-    client.send(call("SLEEP"));
-    client.answer(kEchoCall);
-    EXPECT_EQ(gateway.end(signal), 0);
-    EXPECT_EQ(client.received(1), "");
-  }
+TEST(Gateway, EndsOnASignal) {
+  GatewayProcess gateway;
+  RawClient client(gateway);
+  client.send(call("SLEEP"));
+  client.answer(kEchoCall);
+  EXPECT_EQ(gateway.end(SIGTERM), 0);
+  EXPECT_EQ(client.received(1), "");
 }
 
 Options with_faults(std::initializer_list<const char*> faults) {

@@ -109,16 +109,13 @@ TEST(Host, ShowsWhatTheSpecificationSays) {
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
 }
 
-TEST(Host, ARecordInsideACallBreaksItsLine) {
+TEST(Host, TracesIntoAFileAndAroundTheLog) {
   EXPECT_THAT(run_with("VESK_TRACE=on").output,
               HasSubstr(std::string("\nfbget_fldkey(\"NAME\") ...\n") + kLogOfTheKey + "fbget_fldkey = 0 [0 : "));
-}
-
-TEST(Host, TracesIntoAFile) {
   const host::TempDir dir;
-  const std::string path = dir.path("trace");
-  EXPECT_EQ(run_with("VESK_TRACE=on VXA_TRACE_FILE=" + path).output, kWithHost + kLog);
-  EXPECT_THAT(host::TempDir::contents(path), testing::ContainsRegex("business.[0-9]+. fballoc.1, 2. = 0x[0-9a-f]+  <"));
+  EXPECT_EQ(run_with("VESK_TRACE=on VXA_TRACE_FILE=" + dir.path("trace")).output, kWithHost + kLog);
+  EXPECT_THAT(host::TempDir::contents(dir.path("trace")),
+              testing::ContainsRegex("business.[0-9]+. fballoc.1, 2. = 0x[0-9a-f]+  <"));
 }
 
 TEST(Host, RunsCommandsAndEndsTheProcessOnlyWhenAllowed) {

@@ -50,35 +50,28 @@ TEST(Texts, BlankTextsAndServiceNames) {
   EXPECT_STREQ(name, "p0012_abc");
 }
 
-TEST(Dump, SixteenBytesALine) {
-  const char data[] = "0123456789abcdef\x7f\x80~ ";
+template <class Print>
+std::string printed(Print print) {
   testing::internal::CaptureStdout();
-  _vesk_dump2(data, 0x1fff0, 20);
-  _vesk_dump(data, 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  print();
+  return testing::internal::GetCapturedStdout();
+}
+
+TEST(Dump, SixteenBytesALine) {
+  EXPECT_EQ(printed([] { _vesk_dump2("0123456789abcdef\x7f\x80~ ", 0x1fff0, 20); }),
             "1FFF0: 30 31 32 33 34 35 36 37 38 39 61 62 63 64 65 66 0123456789abcdef\n"
-            "20000: 7F 80 7E 20 "
-            "                                    "
-            "..~             \n"
-            "\n");
+            "20000: 7F 80 7E 20                                     ..~             \n");
 }
 
 TEST(Dump, LongDataAreShownAsHeadAndTail) {
   const std::vector<char> data(2000);
-  const std::string end_of_line = "\n";
-  const auto dumped = [&](int length) {
-    testing::internal::CaptureStdout();
-    _vesk_dump(data.data(), length);
-    return testing::internal::GetCapturedStdout();
-  };
+  const auto dumped = [&](int length) { return printed([&] { _vesk_dump(data.data(), length); }); };
   const auto lines = [&](int from, int to) {
-    testing::internal::CaptureStdout();
-    _vesk_dump2(data.data(), from, to - from);
-    return testing::internal::GetCapturedStdout();
+    return printed([&] { _vesk_dump2(data.data(), from, to - from); }).append("\n");
   };
-  EXPECT_EQ(dumped(1024), end_of_line + lines(0, 1024));
-  EXPECT_EQ(dumped(1025), end_of_line + lines(0, 512) + end_of_line + lines(0x210, 1025));
-  EXPECT_EQ(dumped(2000), end_of_line + lines(0, 512) + end_of_line + lines(1504, 2000));
+  EXPECT_EQ(dumped(1024).append("\n"), std::string("\n") + lines(0, 1024));
+  EXPECT_EQ(dumped(1025).append("\n"), std::string("\n") + lines(0, 512) + lines(0x210, 1025));
+  EXPECT_EQ(dumped(2000).append("\n"), std::string("\n") + lines(0, 512) + lines(1504, 2000));
 }
 
 TEST(Descriptors, OpenAndConnected) {

@@ -39,10 +39,7 @@ class GatewayBranches : public testing::Test {
     return branches.start(connection, xid, flags, txid);
   }
   void give(const std::string& account, std::int64_t amount) {
-    const auto changes = ledger.begin();
-    ledger.open(*changes, account);
-    ledger.deposit(*changes, account, amount);
-    store.commit(branch_named("gift"), *changes);
+    store.commit(branch_named("gift"), {{account, {.opens = true, .amount = amount}}});
   }
   int refusal(const std::function<void()>& operation) {
     try {

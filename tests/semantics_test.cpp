@@ -13,20 +13,17 @@ namespace {
 
 class Semantics : public testing::Test {
  protected:
-  void SetUp() override { forget(); }
-  void TearDown() override { forget(); }
+  // Empties the stored values too, which outlive a reset.
+  void SetUp() override {
+    _vesk_init_semantics();
+    read("FDL_LEN=,CRYPT_SW=");
+    _vesk_init_semantics();
+  }
+  void TearDown() override { SetUp(); }
 
   static int read(const char* text) {
     const host::Environment set("VESK_SEMANTICS", text);
     return _vesk_read_semantics();
-  }
-
- private:
-  // Empties the stored values too, which outlive a reset.
-  static void forget() {
-    _vesk_init_semantics();
-    read("FDL_LEN=,CRYPT_SW=");
-    _vesk_init_semantics();
   }
 };
 

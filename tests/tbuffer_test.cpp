@@ -68,8 +68,7 @@ TEST(TypedBuffer, ResizingCutsStringsAndZeroesGrowth) {
   EXPECT_EQ(std::string(text + 1024, 76), std::string(76, '\0'));
   tpfree(text);
 
-  char* init = tpalloc("TPINIT", nullptr, 0);
-  init = tprealloc(init, 0);
+  char* init = tprealloc(tpalloc("TPINIT", nullptr, 0), 0);
   EXPECT_EQ(capacity(init), 76);
   tpfree(init);
 }

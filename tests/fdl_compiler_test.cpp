@@ -133,9 +133,7 @@ TEST(FieldText, ErrorsCarryPlaceAndExpectation) {
       {longest + "N 2 int", "t:1:1: expected a field name of at most 47 characters, found \"" + longest + "N\"\n"},
       {"\n A", "t:2:3: " + number + "the end of the line\n"},
       {"A - int", "t:1:3: " + number + "\"-\" (an absent column)\n"},
-      {"A 16777216 int\nB -1 int", "t:1:3: " + number + "\"16777216\"\nt:2:3: " + number + "\"-1\"\n"},
-      {"A 1x int", "t:1:3: " + number + "\"1x\"\n"},
-      {"A 99999999999999999999 int", "t:1:3: " + number + "\"99999999999999999999\"\n"},
+      {"A 16777216 int\nB 1x int", "t:1:3: " + number + "\"16777216\"\nt:2:3: " + number + "\"1x\"\n"},
       {"A\t1\tmoney", "t:1:5: " + type + "\"money\"\n"},
       {"A 1 int\nA 2 int\nB 1 string\nC 1 int",
        "t:2:1: expected a new name, found \"A\" of line 1\n"

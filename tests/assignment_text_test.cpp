@@ -59,15 +59,15 @@ TEST(AssignmentText, EmptyValuesAndLines) {
 TEST(AssignmentText, Refusals) {
   const std::pair<const char*, const char*> cases[] = {{"#201326595 5\n", "line 1: a name, a tab"},
                                                        {"\n#201326595\t5x\n", "line 2: not a number: 5x"},
-                                                                                                        {"#201326595\t2147483648\n", "out of the range"},
+                                                       {"#201326595\t2147483648\n", "out of the range"},
                                                        {"#268435460\t4294967296\n", "out of the range"},
-                                                                                                        {"#335544325\t1e39\n", "out of the range"},
+                                                       {"#335544325\t1e39\n", "out of the range"},
                                                        {"#402653190\t1e999\n", "out of the range"},
                                                        {"#536870920\t\n", "at least one byte"},
                                                        {"#67108865\tAB\n", "more than one character"},
                                                        {"#469762055\ta\\x00b\n", "byte 0"},
                                                        {"#469762055\ta\\q\n", "backslash"},
-                                                                                                        {"#469762055\t\\", "backslash"},
+                                                       {"#469762055\t\\", "backslash"},
                                                        {"#603979785\t1\n", "not the number of a field"},  // type 9
                                                        {"#2x\t1\n", "not the number of a field"}};
   for (const auto& [text, why] : cases) EXPECT_THAT(refusal(text), HasSubstr(why)) << text;

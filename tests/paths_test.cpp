@@ -47,6 +47,9 @@ TEST(Paths, NormalisedAndEndedWithASlash) {
     EXPECT_EQ(_vesk_proc_path(path.data()), 1);
     EXPECT_STREQ(path.c_str(), c.normal) << c.path;
   }
+  char mixed[] = "a\\b/c\\";
+  _vesk_conv_slash(mixed);
+  EXPECT_STREQ(mixed, "a/b/c/");
   for (const auto& [text, with_slash] : {std::pair{"", "/"}, {"a", "a/"}}) {
     char path[8];
     EXPECT_EQ(_slash_check(std::strcpy(path, text)), 0);

@@ -112,6 +112,14 @@ TEST(Daemon, LeavesEverythingBehind) {
   EXPECT_EQ(host::TempDir::contents(dir.path("output")), "once") << "buffered output is written by one process";
 }
 
+TEST(Daemon, DetachesFromTheConsole) {
+  const Child child = in_child([] {
+    _vesk_detach_console();
+    tell(std::filesystem::read_symlink("/proc/self/fd/2").string());
+  });
+  EXPECT_EQ(child.report, "/dev/null");
+}
+
 TEST(CoreDump, GoesToItsDirectoryOnce) {
   const host::TempDir dir;
   // SIGURG does nothing by default, so that the process lives on and can be asked.

@@ -83,7 +83,8 @@ set(vxa_rare_sources ${vxa_sources})
 list(FILTER vxa_rare_sources INCLUDE REGEX
      "^env/|^xa/|fb/(fbbuf|fbbufop|fbextread|fbio|fbmap|fbprint|fdlfile)|sdl/(fbaux|member|sdlfile)\\.|tbuffer/|trace/(spec|trace)|\
 wire/(channel|connect|descriptor_flags|listen|recover)")
-target_compile_options(vxa PRIVATE $<$<CONFIG:Release>:-O2;-falign-jumps=1;-falign-loops=1>)
+target_compile_options(vxa PRIVATE
+  $<$<CONFIG:Release>:-O2;$<$<CXX_COMPILER_ID:GNU>:-falign-jumps=1;-falign-loops=1>>)
 set_source_files_properties(${vxa_rare_sources} PROPERTIES COMPILE_OPTIONS $<$<CONFIG:Release>:-Os>)
 target_link_options(vxa PRIVATE -Wl,-z,noseparate-code)
 set_target_properties(vxa PROPERTIES

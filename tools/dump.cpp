@@ -20,9 +20,8 @@ constexpr int kReplies = 1000;    // replies carry the request's code and this, 
 constexpr int kXaRequests = 100;  // and above
 
 std::string message_name(int msgtype) {
-  const std::string name = gateway::request_name(msgtype % kReplies);
-  if (msgtype < kReplies) return name;
-  return name + (msgtype < 2 * kReplies ? " reply" : " failure");
+  const char* suffix = msgtype < kReplies ? "" : msgtype < 2 * kReplies ? " reply" : " failure";
+  return gateway::request_name(msgtype % kReplies) + suffix;
 }
 
 void print_bytes(const char* data, std::size_t length, std::FILE* out) {

@@ -284,4 +284,27 @@ TEST(FieldCalls, RefuseWhatIsMissing) {
   EXPECT_EQ(fberror, FBEINVAL);
 }
 
+// Programs copy whole records over a buffer; what was remembered of the old ones must not be believed.
+TEST(Search, BelievesTheBufferNotItsMemory) {
+  const auto overwrite = [](Buffer& buf, const char* image) {
+    const std::string records = bytes(image);
+    std::memcpy(buf, records.data(), records.size());
+  };
+  const auto value = [](Buffer& buf, int number) {
+    const auto* at = static_cast<const int*>(fbgetval(buf, fbmake_fldkey(FB_INT, number), 0, nullptr));
+    return at ? *at : -1;
+  };
+  Buffer buf;
+  overwrite(buf, "b8 22 00 00  18 00 00 00  01 00 00 0c  0b 00 00 00  02 00 00 0c  0c 00 00 00");
+  EXPECT_EQ(value(buf, 2), 12);
+  EXPECT_EQ(value(buf, 3), -1);
+  overwrite(buf, "b8 22 00 00  18 00 00 00  03 00 00 0c  0d 00 00 00  02 00 00 0c  0e 00 00 00");
+  EXPECT_EQ(value(buf, 3), 13) << "a key that was not there, in front of one that is still in its place";
+  EXPECT_EQ(value(buf, 1), -1);
+  overwrite(buf, "b8 22 00 00  18 00 00 00  02 00 00 0c  0f 00 00 00  01 00 00 0c  10 00 00 00");
+  EXPECT_EQ(value(buf, 2), 15);
+  EXPECT_EQ(value(buf, 1), 16);
+  EXPECT_EQ(fbkeyoccur(buf, fbmake_fldkey(FB_INT, 3)), 0);
+}
+
 }  // namespace

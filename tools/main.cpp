@@ -3,16 +3,15 @@
 #include <CLI/Formatter.hpp>
 
 #include <csignal>
+#include <cstdio>
 #include <exception>
-#include <iostream>
 
 #include "tools/commands.h"
 #include "vxa/vxa_host.h"
 
-int main(int argc, char** argv) {
-  std::signal(SIGPIPE, SIG_IGN);
-  _check_node();
+namespace {
 
+int run(int argc, char** argv) {
   CLI::App vxa{"Tools for programs that use libvxa", "vxa"};
   vxa::tools::add_commands(vxa);
   try {
@@ -20,8 +19,20 @@ int main(int argc, char** argv) {
     return 0;
   } catch (const CLI::Error& error) {
     return vxa.exit(error);
-  } catch (const std::exception& error) {
-    std::cerr << "vxa: " << error.what() << '\n';
-    return 1;
   }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);
+  _check_node();
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "vxa: %s\n", error.what());
+  } catch (...) {
+    std::fputs("vxa: unknown trouble\n", stderr);
+  }
+  return 1;
 }

@@ -1,10 +1,11 @@
 # The programs beside the library, each only where its packages are installed.
 find_package(GTest QUIET)
 
-# Takes the name of a part, the folder it lives in, the package that it needs, and whether that was found.
+# Takes the name of a part, the folder it lives in, the package that it needs, whether that was found, and
+# what add_subdirectory is to be told.
 function(vxa_part name folder package found)
   if(found)
-    add_subdirectory(${folder})
+    add_subdirectory(${folder} ${ARGN})
   else()
     message(STATUS "${name}: left out, install ${package} to build it")
   endif()
@@ -40,4 +41,4 @@ if(BUILD_TESTING)
 endif()
 
 find_package(benchmark QUIET)
-vxa_part("benchmarks" bench "libbenchmark-dev" "${benchmark_FOUND}")
+vxa_part("benchmarks" bench "libbenchmark-dev" "${benchmark_FOUND}" EXCLUDE_FROM_ALL)

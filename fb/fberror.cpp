@@ -36,7 +36,13 @@ const char* const _fberr_strtab[] = {
 };
 static_assert(std::size(_fberr_strtab) == FBEMAXNO + 2);
 
-extern "C" const char* fbstrerror(int code) { return _fberr_strtab[code < 0 || code > FBEMAXNO ? FBEMAXNO : code]; }
+namespace vxa {
+
+const char* fb_error_text(int code) { return _fberr_strtab[code < 0 || code > FBEMAXNO ? FBEMAXNO : code]; }
+
+}  // namespace vxa
+
+extern "C" const char* fbstrerror(int code) { return vxa::fb_error_text(code); }
 
 extern "C" int getfberror() { return fberror; }
 

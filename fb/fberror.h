@@ -6,10 +6,13 @@
 
 namespace vxa {
 
+// The text of a code, as fbstrerror gives it.
+const char* fb_error_text(int code);
+
 struct FbErrorDomain {
   static int get() { return fberror; }
   static void set(int code) { fberror = code; }
-  static const char* text(int code) { return fbstrerror(code); }
+  static const char* text(int code) { return fb_error_text(code); }
 };
 
 using FbCall = ApiCall<FbErrorDomain>;

@@ -80,5 +80,5 @@ extern "C" int fbnext_tu(const void* buf, int* key, int* occ, void* dest, int* l
   if (!copy.failed()) return call.done(copy.value());
   // A refused copy is reported as a return, though with the failure's text.
   fberror = copy.code();
-  return call.done_as(texts.failure, -1, fberror, fbstrerror(fberror));
+  return call.done_as(texts.failure, -1, fberror, fb_error_text(fberror));
 }

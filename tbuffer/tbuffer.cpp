@@ -165,7 +165,7 @@ extern "C" int _get_idx_from_typeno(int type_class) { return tbuffer::index_of(t
 
 extern "C" int _vesk_IsHeapPtr(const void* pointer) { return is_heap_pointer(pointer) ? 1 : 0; }
 
-extern "C" const char* tpstrerror(int) { return " "; }
+extern "C" const char* tpstrerror(int) { return kTpErrorText; }
 
 extern "C" char* tpalloc(const char* type, const char* subtype, long size) {
   static constexpr ApiTexts texts{"tpalloc", "tpalloc(\"%s\", \"%s\", %d)", "tpalloc = %#x",

@@ -1,4 +1,6 @@
-# The manual pages, from docs/man, when scdoc is there to make them.
+# The manual pages, from docs/man, when scdoc is there to make them. They lie in the build folder as in an installed
+# tree, so that `man -M` shows them from there. Each call that a page of section 3 declares gets a link page of its own
+# name, which leads there: `man tpcall` shows vxa-xatmi(3).
 find_program(VXA_SCDOC scdoc)
 mark_as_advanced(VXA_SCDOC)
 if(NOT VXA_SCDOC)
@@ -7,14 +9,29 @@ if(NOT VXA_SCDOC)
 endif()
 
 include(GNUInstallDirs)
+
+function(vxa_link_pages source page)
+  file(STRINGS ${source} prototypes REGEX "^[a-zA-Z][A-Za-z0-9_ ]* \\**[A-Za-z0-9_]+\\(")
+  foreach(prototype IN LISTS prototypes)
+    string(REGEX REPLACE "^[^(]*[ *]([A-Za-z0-9_]+)\\(.*" "\\1" call "${prototype}")
+    set(link ${PROJECT_BINARY_DIR}/man/man3/${call}.3)
+    file(CONFIGURE OUTPUT ${link} CONTENT ".so man3/${page}\n")
+    install(FILES ${link} DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
+  endforeach()
+  set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${source})
+endfunction()
+
 file(GLOB vxa_page_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.scd)
 foreach(source IN LISTS vxa_page_sources)
   get_filename_component(name ${source} NAME_WLE)
   string(REGEX MATCH "[0-9]$" section ${name})
-  set(page ${PROJECT_BINARY_DIR}/man/${name})
+  set(page ${PROJECT_BINARY_DIR}/man/man${section}/${name})
+  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/man/man${section})
   add_custom_command(OUTPUT ${page} COMMAND ${VXA_SCDOC} < ${source} > ${page} DEPENDS ${source} VERBATIM)
   list(APPEND vxa_pages ${page})
   install(FILES ${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT development)
+  if(section EQUAL 3)
+    vxa_link_pages(${source} ${name})
+  endif()
 endforeach()
-file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/man)
 add_custom_target(man ALL DEPENDS ${vxa_pages})

@@ -77,6 +77,9 @@ target_include_directories(vxa PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/in
 target_compile_options(vxa PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
                                    -fsemantic-interposition)
 
+# Debug information for debuggers and the check of the binary interface; strip takes it off again.
+target_compile_options(vxa PRIVATE -g)
+
 # A release stays small enough to load everywhere: what runs seldom, or waits for the
 # network, is made for size, the rest for speed.
 set(vxa_rare_sources ${vxa_sources})

@@ -2,13 +2,10 @@
 # The manual pages, as installed: each is shown without a warning, names only calls that the library exports, every call
 # of the public headers is found by its name, and together they name every environment variable that the library and its
 # host read.
-# Usage: man_test.sh SOURCE_DIR BUILD_DIR
+# Usage: man_test.sh SOURCE_DIR TREE
 set -eu
-source=$1 build=$2
-prefix=$(mktemp -d)
-trap 'rm -rf "$prefix"' EXIT
-cmake --install "$build" --prefix "$prefix" --component development >/dev/null
-pages=$prefix/share/man
+source=$1 tree=$2
+pages=$tree/usr/share/man
 status=0
 complain() {
   echo "$1"

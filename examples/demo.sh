@@ -68,9 +68,9 @@ else
 fi
 
 step "a binary file through ECHO, in a transaction that is rolled back"
-call --carray --rollback ECHO <"$build/libvxa.so" >"$work/echo"
+call --carray --rollback ECHO <"$FDLFILE" >"$work/echo"
 expect "vxa call" "ECHO answered, rolled back" "$(said)"
-if cmp -s "$build/libvxa.so" "$work/echo"; then right "$(wc -c <"$work/echo") bytes came back the same"; else wrong "bytes differ"; fi
+if cmp -s "$FDLFILE" "$work/echo"; then right "$(wc -c <"$work/echo") bytes came back the same"; else wrong "bytes differ"; fi
 
 step "the same from C programs"
 "$examples/call" "$address" commit "hello from C" | indented || wrong "call, committed"

@@ -1,9 +1,10 @@
 -- Dissector of the gateway protocol for Wireshark and tshark.
 --
---   tshark -X lua_script:vxa.lua -d tcp.port==7100,vxa -r capture.pcapng -V
+--   tshark -X lua_script:vxa.lua -r capture.pcapng -V
 --
--- It knows the 136-byte header by name, the message types, and the payloads of strings, field buffers and XIDs. Messages
--- are reassembled over TCP segments by their datalen.
+-- It knows the 136-byte header by name, the message types, and the payloads of strings, field buffers and XIDs. A link is
+-- recognised by the magic number of its first message, on whatever port; messages are reassembled over TCP segments by
+-- their datalen.
 
 local vxa = Proto("vxa", "Vesk gateway protocol")
 
@@ -182,4 +183,12 @@ function vxa.dissector(tvb, pinfo, tree)
   return tvb:len()
 end
 
+-- For captures that begin in the middle of a link: Decode As, or -d tcp.port==7100,vxa.
 DissectorTable.get("tcp.port"):add_for_decode_as(vxa)
+
+vxa:register_heuristic("tcp", function(tvb, pinfo, tree)
+  if tvb:len() < 4 or tvb(0, 4):uint() ~= MAGIC then return false end
+  pinfo.conversation = vxa
+  vxa.dissector(tvb, pinfo, tree)
+  return true
+end)

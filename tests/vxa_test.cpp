@@ -1,6 +1,10 @@
 // The XA switch: open strings, flag masks, request images, results, asynchronous requests.
 #include "xa/vxa.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
 #include <chrono>
 #include <cstring>
 #include <sstream>
@@ -105,6 +109,10 @@ TEST(Open, GivesUpAfterTenAttempts) {
 
 TEST_F(LinkTest, OpensOnceAndClosesSilently) {
   const int fd = _gwfd;
+  int at_once = 0;
+  socklen_t length = sizeof at_once;
+  EXPECT_EQ(getsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &at_once, &length), 0);
+  EXPECT_EQ(at_once, 1) << "requests do not wait for each other";
   char elsewhere[] = "host=";
   EXPECT_EQ(vesk_xa_open(elsewhere, kRmid, 1), XA_OK);
   EXPECT_EQ(vesk_xa_open(elsewhere, kRmid + 1, 0), XAER_INVAL);

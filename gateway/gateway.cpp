@@ -5,7 +5,11 @@
 #include <asio/signal_set.hpp>
 
 #include <csignal>
+#include <cstdint>
 #include <memory>
+#include <stdexcept>
+#include <string>
+#include <system_error>
 
 #include "gateway/branches.h"
 #include "gateway/exec.h"
@@ -14,6 +18,7 @@
 #include "gateway/services.h"
 #include "gateway/session.h"
 #include "gateway/store.h"
+#include "gateway/text.h"
 #include "vxa/vxa_host.h"
 
 namespace vxa::gateway {
@@ -21,6 +26,15 @@ namespace vxa::gateway {
 namespace {
 
 using asio::ip::tcp;
+
+// Listens there; trouble with that is told with the address.
+tcp::acceptor listen_at(asio::io_context& context, const std::string& address, std::uint16_t port) {
+  try {
+    return {context, tcp::endpoint(asio::ip::make_address(address), port)};
+  } catch (const std::system_error& error) {
+    throw std::runtime_error(joined(address, ":", port, ": ", error.code().message()));
+  }
+}
 
 class Gateway {
  public:
@@ -31,7 +45,7 @@ class Gateway {
         faults_(options.faults),
         log_(out, options.verbose),
         shared_{branches_, services_, faults_, log_},
-        acceptor_(context_, tcp::endpoint(asio::ip::make_address(options.address), options.port)),
+        acceptor_(listen_at(context_, options.address, options.port)),
         signals_(context_, SIGINT, SIGTERM) {
     add_basic_services(services_, context_.get_executor());
     add_ledger_services(services_, ledger_);

@@ -83,10 +83,10 @@ void add_compiler(CLI::App& vxa, const Compiler& compiler) {
       ->required();
   command->add_option(
       "-o,--output", options->output,
-      "file to write [FILE with the suffix " + std::string(compiler.suffix) + "; --dump: the terminal]");
+      "File to write [FILE with the suffix " + std::string(compiler.suffix) + "; --dump: the terminal]");
   CLI::Option* header =
-      command->add_option("--header", options->header, "also write a C header of " + std::string(compiler.header));
-  command->add_flag("--dump", options->dump, "print a compiled file as text")->excludes(header);
+      command->add_option("--header", options->header, "Also write a C header of " + std::string(compiler.header));
+  command->add_flag("--dump", options->dump, "Print a compiled file as text")->excludes(header);
   command->callback([options, compiler] { run(compiler, *options); });
 }
 

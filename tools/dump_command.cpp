@@ -21,7 +21,7 @@ std::string read_input(const std::string& path) {
 void add_dump(CLI::App& vxa) {
   auto* command = vxa.add_subcommand("dump", "Show captured messages, or a field buffer that fbwrite wrote");
   auto path = std::make_shared<std::string>("-");
-  command->add_option("FILE", *path, "the file; - for standard input")->capture_default_str();
+  command->add_option("FILE", *path, "The file; - for standard input")->capture_default_str();
   command->footer("Field names come from the tables that FDLFILE names.");
   command->callback([path] { dump(read_input(*path), stdout); });
 }

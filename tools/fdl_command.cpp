@@ -27,7 +27,7 @@ std::string dump(const std::string& bytes) { return field_text(fields_of_image(b
 }  // namespace
 
 void add_fdl(CLI::App& vxa) {
-  add_compiler(vxa, {"fdl", "compile a field table for FDLFILE, or show a compiled one", "text of the field table",
+  add_compiler(vxa, {"fdl", "Compile a field table for FDLFILE, or show a compiled one", "Text of the field table",
                      ".fdl", "the keys", compile, dump});
 }
 

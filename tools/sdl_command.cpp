@@ -25,8 +25,8 @@ std::string dump(const std::string& bytes) { return struct_text(structs_of_image
 }  // namespace
 
 void add_sdl(CLI::App& vxa) {
-  add_compiler(vxa, {"sdl", "compile struct descriptions for SDLFILE64, or show compiled ones",
-                     "text of the struct descriptions", ".sdl", "the structs", compile, dump});
+  add_compiler(vxa, {"sdl", "Compile struct descriptions for SDLFILE64, or show compiled ones",
+                     "Text of the struct descriptions", ".sdl", "the structs", compile, dump});
 }
 
 }  // namespace vxa::tools

@@ -69,13 +69,13 @@ void preload(const std::string& library) {
 }  // namespace
 
 void add_trace(CLI::App& vxa) {
-  CLI::App* command = vxa.add_subcommand("trace", "run a program and show the buffer calls that it makes");
+  CLI::App* command = vxa.add_subcommand("trace", "Run a program and show the buffer calls that it makes");
   const auto options = std::make_shared<TraceOptions>();
-  command->add_option("-s,--spec", options->specification, "trace specification, as of VESK_TRACE")
+  command->add_option("-s,--spec", options->specification, "Trace specification, as of VESK_TRACE")
       ->capture_default_str();
-  command->add_option("-o,--output", options->output, "file that the lines are appended to [standard error]");
-  command->add_option("--allow", options->allow, "actions that the specification may use: system, abort");
-  command->add_option("PROGRAM", options->command, "program and its arguments, behind --")->required();
+  command->add_option("-o,--output", options->output, "File that the lines are appended to [standard error]");
+  command->add_option("--allow", options->allow, "Actions that the specification may use: system, abort");
+  command->add_option("PROGRAM", options->command, "Program and its arguments, behind --")->required();
   command->callback([options] { run(*options); });
 }
 

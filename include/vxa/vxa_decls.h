@@ -1,4 +1,6 @@
-/* Opens and closes the declarations of a public header: C linkage, and exported from libvxa.so. */
+/** @file
+ * Opens and closes the declarations of a public header: C linkage, and exported from libvxa.so.
+ */
 #ifndef VXA_DECLS_H
 #define VXA_DECLS_H
 

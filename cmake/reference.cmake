@@ -8,6 +8,10 @@ endif()
 
 include(GNUInstallDirs)
 set(vxa_reference ${PROJECT_BINARY_DIR}/reference)
+set(vxa_reference_warnings NO)
+if(VXA_WERROR)
+  set(vxa_reference_warnings FAIL_ON_WARNINGS)
+endif()
 configure_file(docs/reference/Doxyfile.in ${PROJECT_BINARY_DIR}/Doxyfile @ONLY)
 file(GLOB vxa_reference_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/vxa/*.h
                                                   ${PROJECT_SOURCE_DIR}/docs/reference/*)

@@ -68,7 +68,9 @@ TEST(SdlCompiler, SaysWhereTheTextIsWrong) {
       {"struct a\n  short b 134217729 0\nend\n", "t:2:21: ", "expected an element count"},
       {"struct a\n  string b 134217729 1 -\nend\n", "t:2:24: ", "expected the bytes of one element"},
       {"struct a\n  string b 134217729 1 3 abc\nend\n", "t:2:26: ", "fits one element"},
+      {"struct a\n  int class 134217729\nend\n", "t:2:7: ", "expected a member name"},
       {"struct a\n  int b 134217729 1 - 1x\nend\n", "t:2:23: ", "expected a number"},
+      {"struct a\n  int b 134217729 1 - 2147483648\nend\n", "t:2:23: ", "expected a number"},
       {"struct a\n  string b 134217729 1 30 \"open\nend\n", "t:2:27: ", "expected a null value"},
   };
   for (const auto& c : cases) {

@@ -36,7 +36,7 @@ while IFS= read -r pair; do
   grep "$(printf '%s' "$pair" | cut -c2-8)" "$work/rows" | grep -q "$text" || missing "$pair in one row"
 done < "$work/pairs"
 
-grep -h 'throw ' tools/*.cpp gateway/assignment_text.cpp gateway/faults.cpp gateway/message.cpp | literals |
+grep -h 'throw .*[({]' tools/*.cpp gateway/assignment_text.cpp gateway/faults.cpp gateway/message.cpp | literals |
   grep -E '[a-z]+ [a-z]+ [a-z]+' | sed -E 's/^"[;:, ]+/"/; s/[:, ]+"$/"/' | patterns > "$work/sentences"
 while IFS= read -r text; do grep -q "$text" "$work/rows" || missing "$text"; done < "$work/sentences"
 

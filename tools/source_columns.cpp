@@ -12,6 +12,16 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r\v\f";
 
+// A generated header is for C and C++, so a name must be free in both.
+constexpr std::string_view kKeywords =
+    " _Bool _Complex _Imaginary alignas alignof and and_eq asm auto bitand bitor bool break case catch char char16_t "
+    "char32_t char8_t class co_await co_return co_yield compl concept const const_cast consteval constexpr constinit "
+    "continue decltype default delete do double dynamic_cast else enum explicit export extern false float for friend "
+    "goto if inline int long mutable namespace new noexcept not not_eq nullptr operator or or_eq private protected "
+    "public register requires reinterpret_cast restrict return short signed sizeof static static_assert static_cast "
+    "struct switch template this thread_local throw true try typedef typeid typename union unsigned using virtual "
+    "void volatile wchar_t while xor xor_eq ";
+
 bool in_word(char c) { return c == '_' || (c > 0 && std::isalnum(static_cast<unsigned char>(c))); }
 
 // The character that "\xHH" at the front of the text stands for.
@@ -66,7 +76,8 @@ std::optional<int> field_type_in(std::string_view text) {
 
 bool is_c_identifier(std::string_view name) {
   return !name.empty() && std::all_of(name.begin(), name.end(), in_word) &&
-         !std::isdigit(static_cast<unsigned char>(name.front()));
+         !std::isdigit(static_cast<unsigned char>(name.front())) &&
+         kKeywords.find(' ' + std::string(name) + ' ') == kKeywords.npos;
 }
 
 std::optional<std::string> unquoted(std::string_view text) {

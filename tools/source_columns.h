@@ -47,10 +47,11 @@ std::string found(const Column& column);
 std::optional<int> field_type_in(std::string_view text);
 std::string field_type_name(int type);
 
+// A name that a program may give in C and in C++: no keyword of either.
 bool is_c_identifier(std::string_view name);
 
 // A value as it stands, or in double quotes with \" \\ and \xHH inside; "-" and nothing are the empty value. Nothing
-// when a quote is not closed, an escape is unknown, or text follows the closing quote.
+// when a quote is not closed, an escape is unknown or zero, or text follows the closing quote.
 std::optional<std::string> unquoted(std::string_view text);
 // The quoted form that unquoted reads back.
 std::string quoted(std::string_view value);

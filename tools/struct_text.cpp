@@ -64,10 +64,12 @@ class Parser {
     structs_.push_back({std::string(name.text), {}});
     member_names_.clear();
     open_ = true;
+    errors_before_ = errors_.size();
   }
 
   void end_struct(const Column& word) {
-    if (structs_.back().members.empty()) fail(word, "expected a member" + found(word));
+    if (structs_.back().members.empty() && errors_.size() == errors_before_)
+      fail(word, "expected a member" + found(word));
     open_ = false;
   }
 
@@ -110,13 +112,14 @@ class Parser {
 
   bool parse_null_value(Member& member, const Column& rest) {
     const auto value = unquoted(rest.text);
-    if (!value) return refuse(rest, "expected a null value, in quotes where it holds blanks" + found(rest));
+    if (!value)
+      return refuse(rest, "expected a null value, in quotes where it holds blanks, without zero bytes" + found(rest));
     if (value->size() > kLongestNullValue)
       return refuse(rest, "expected a null value of at most 35 characters" + found(rest));
     if (member.text() && static_cast<int>(value->size()) >= member.element_length)
       return refuse(rest, "expected a null value that fits one element with its terminator" + found(rest));
     if (!member.text() && member.type != FB_CHAR && !value->empty() && !is_number(*value, member.type))
-      return refuse(rest, "expected a number as null value" + found(rest));
+      return refuse(rest, "expected a number of the member's type as null value" + found(rest));
     if (member.type == FB_CHAR && value->size() > 1)
       return refuse(rest, "expected one character as null value" + found(rest));
     member.null_value = *value;
@@ -131,11 +134,26 @@ class Parser {
     return number;
   }
 
-  static bool is_number(const std::string& text, int type) {
-    char* end = nullptr;
-    type == FB_FLOAT || type == FB_DOUBLE ? (void)std::strtod(text.c_str(), &end)
-                                          : (void)std::strtol(text.c_str(), &end, 10);
-    return *end == '\0';
+  template <class Number>
+  static bool holds(std::string_view text) {
+    Number number{};
+    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc{} && rest == text.data() + text.size();
+  }
+
+  static bool is_number(std::string_view text, int type) {
+    switch (type) {
+      case FB_SHORT:
+        return holds<std::int16_t>(text);
+      case FB_INT:
+        return holds<std::int32_t>(text);
+      case FB_LONG:
+        return holds<std::int64_t>(text);
+      case FB_FLOAT:
+        return holds<float>(text);
+      default:
+        return holds<double>(text);
+    }
   }
 
   static std::optional<std::uint32_t> key_in(std::string_view text) {
@@ -168,6 +186,7 @@ class Parser {
   std::set<std::string> struct_names_;
   std::set<std::string> member_names_;
   bool open_ = false;
+  std::size_t errors_before_ = 0;  // the struct that is open
   int line_ = 0;
 };
 
@@ -234,7 +253,9 @@ std::string struct_text(const std::vector<Struct>& structs) {
 
 std::string struct_header(const std::vector<Struct>& structs, const std::string& source) {
   std::ostringstream header;
-  header << "/* Structs, made from " << source << " by vxa sdl. */\n#include <stddef.h>\n";
+  const std::string guard = "VXA_STRUCT_" + structs.front().name;
+  header << "/* Structs, made from " << source << " by vxa sdl. */\n";
+  header << "#ifndef " << guard << "\n#define " << guard << "\n\n#include <stddef.h>\n";
   for (const Struct& described : structs) {
     header << "\nstruct " << described.name << " {\n";
     for (const Member& member : described.members) header << "  " << declaration(member) << ";\n";
@@ -247,6 +268,7 @@ std::string struct_header(const std::vector<Struct>& structs, const std::string&
       header << check(described.name + '_' + described.members[i].name + "_lies_as_described",
                       "offsetof(" + type + ", " + described.members[i].name + ") == " + std::to_string(offsets[i]));
   }
+  header << "\n#endif\n";
   return header.str();
 }
 

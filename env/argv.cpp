@@ -1,5 +1,6 @@
 // Argument vectors, and small texts: splitting into words, joining, blank texts, service names.
 #include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 
@@ -55,6 +56,13 @@ HeapPtr<char*> split(const char* text, int* count) {
   return vector;
 }
 
+// The texts in front of the null, as far as the limit goes.
+int texts_in(char* const* vector, int limit) {
+  int count = 0;
+  while (vector && count < limit && vector[count]) ++count;
+  return count;
+}
+
 HeapPtr<char> join(int count, char* const* texts) {
   std::int64_t size = 1;
   for (int i = 0; i < count; ++i) size += static_cast<std::int64_t>(std::strlen(texts[i])) + 1;
@@ -103,13 +111,11 @@ extern "C" char** _vesk_build_argv(const char* command, const char* arguments) {
   return env::split(line.get(), &words).release();
 }
 
-extern "C" char* _vesk_mkstr_from_argv(int count, char* const* vector) { return env::join(count, vector).release(); }
-
-extern "C" int _get_argc_from_argv(char* const* vector) {
-  int count = 0;
-  while (vector && vector[count]) ++count;
-  return count;
+extern "C" char* _vesk_mkstr_from_argv(int count, char* const* vector) {
+  return env::join(env::texts_in(vector, count), vector).release();
 }
+
+extern "C" int _get_argc_from_argv(char* const* vector) { return env::texts_in(vector, INT_MAX); }
 
 extern "C" int is_null_data(const char* text) {
   if (!text) return 1;
@@ -117,6 +123,7 @@ extern "C" int is_null_data(const char* text) {
 }
 
 extern "C" int _make_svcname_from_prodno_funcname(int product, const char* function, char* out) {
+  if (!function || !out) return -1;
   std::sprintf(out, "p%04d_%s", product, function);
   return 1;
 }

@@ -37,10 +37,13 @@ void dump(const void* data, int base, int length) {
 
 using namespace vxa;
 
-extern "C" void _vesk_dump2(const void* data, int base, int length) { env::dump(data, base, length); }
+extern "C" void _vesk_dump2(const void* data, int base, int length) {
+  if (data) env::dump(data, base, length);
+}
 
 extern "C" void _vesk_dump(const void* data, int length) {
   std::putchar('\n');
+  if (!data) return;
   if (length <= env::kWhole) {
     env::dump(data, 0, length);
     return;

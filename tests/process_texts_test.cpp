@@ -40,6 +40,8 @@ TEST(ArgumentVector, JoinsWithABlankBehindEach) {
   EXPECT_EQ(joined(2), "a b c ");
   EXPECT_EQ(joined(0), "");
   EXPECT_EQ(joined(-1), "");
+  EXPECT_EQ(joined(5), "a b c ") << "the vector ends first";
+  EXPECT_STREQ(HeapPtr<char>(_vesk_mkstr_from_argv(2, nullptr)).get(), "");
 }
 
 TEST(Texts, BlankTextsAndServiceNames) {
@@ -48,6 +50,7 @@ TEST(Texts, BlankTextsAndServiceNames) {
   char name[32];
   EXPECT_EQ(_make_svcname_from_prodno_funcname(12, "abc", name), 1);
   EXPECT_STREQ(name, "p0012_abc");
+  EXPECT_EQ(_make_svcname_from_prodno_funcname(12, nullptr, name), -1);
 }
 
 template <class Print>
@@ -69,6 +72,7 @@ TEST(Dump, LongDataAreShownAsHeadAndTail) {
   const auto lines = [&](int from, int to) {
     return printed([&] { _vesk_dump2(data.data(), from, to - from); }).append("\n");
   };
+  EXPECT_EQ(printed([] { _vesk_dump(nullptr, 2000); }), "\n");
   EXPECT_EQ(dumped(1024).append("\n"), std::string("\n") + lines(0, 1024));
   EXPECT_EQ(dumped(1025).append("\n"), std::string("\n") + lines(0, 512) + lines(0x210, 1025));
   EXPECT_EQ(dumped(2000).append("\n"), std::string("\n") + lines(0, 512) + lines(1504, 2000));

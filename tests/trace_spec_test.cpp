@@ -177,6 +177,8 @@ TEST_F(TraceSpecification, SingleStepsStandOnTheirOwn) {
   EXPECT_STREQ(cursor, ")f");
   cursor = group + 10;
   EXPECT_EQ(advbrace(&cursor), 1);
+  EXPECT_EQ(split_trcfld(nullptr, fields), 1);
+  EXPECT_EQ(advbrace(nullptr), 0);
 
   const std::pair<const char*, const char*> need_message[] = {
       {"ulog", "TRC5007"}, {"system", "TRC5008"}, {"trace", "TRC5009"}, {"sleep", "TRC5010"}};

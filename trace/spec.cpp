@@ -206,11 +206,11 @@ int value_of_word(const char* word, int number) {
 using namespace vxa;
 
 extern "C" int split_trcfld(char* text, char* fields[]) {
-  (void)trace::split_fields(text, fields);
+  if (text && fields) (void)trace::split_fields(text, fields);
   return 1;
 }
 
-extern "C" int advbrace(char** cursor) { return trace::skip_group(*cursor); }
+extern "C" int advbrace(char** cursor) { return cursor && *cursor ? trace::skip_group(*cursor) : 0; }
 
 extern "C" char* _get_spec(char* field, int number) { return trace::word_of_field(field, number); }
 

@@ -1135,8 +1135,8 @@ char **_vesk_build_argv(const char *command, const char *arguments);
 
 /** Joins texts, a blank behind each.
  *
- * @param count   how many
- * @param vector  the texts
+ * @param count   how many; a null in the vector ends them earlier
+ * @param vector  the texts, or null
  * @return a block that the caller releases with free; null when memory is short (COM0027)
  */
 char *_vesk_mkstr_from_argv(int count, char *const *vector);
@@ -1160,13 +1160,13 @@ int is_null_data(const char *text);
  * @param product   the product's number
  * @param function  the service's name within it
  * @param[out] out  receives the name, with room for it
- * @return 1
+ * @return 1, or -1 when function or out is null
  */
 int _make_svcname_from_prodno_funcname(int product, const char *function, char *out);
 
 /** Prints a hexadecimal dump on standard output, 16 bytes a line.
  *
- * @param data    the bytes
+ * @param data    the bytes; null: none are printed
  * @param base    the offset that the first one is shown with
  * @param length  how many
  */
@@ -1176,7 +1176,7 @@ void _vesk_dump2(const void *data, int base, int length);
  *
  * Of more than 1024 bytes it prints the first 512 and about as many of the last.
  *
- * @param data    the bytes
+ * @param data    the bytes; null: none are printed
  * @param length  how many
  */
 void _vesk_dump(const void *data, int length);

@@ -70,9 +70,11 @@ std::int64_t granted_capacity(const TypeRow& row, std::int32_t size) {
 // The header's size word is 32 bits wide.
 bool capacity_possible(std::int64_t capacity) { return capacity >= 0 && capacity <= INT32_MAX; }
 
-// The data bytes that were there before a resize, free of the reserve that a trailer adds to the size word.
+// The data bytes that were there before a resize, free of the reserve that a trailer adds to the size word. A trailer
+// that has been resized already adds none: the size word was set anew, and the reserve marked as free.
 std::int64_t old_capacity(const MsgHeader* header) {
-  return std::int64_t{header->size} - (header->reqctl & kTrailerPresent ? kTrailerReserve : 0);
+  const bool reserve_counted = (header->reqctl & (kTrailerPresent | kTrailerFree)) == kTrailerPresent;
+  return std::int64_t{header->size} - (reserve_counted ? kTrailerReserve : 0);
 }
 
 // Cuts a string to the size that was asked for and ends the buffer with a terminator.

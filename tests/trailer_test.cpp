@@ -144,7 +144,10 @@ TEST_F(Trailer, DamagedAreasHoldNothing) {
 TEST_F(Trailer, ResizingLeavesNoWayOutOfTheBlock) {
   header()->datalen = 1000;
   add(1, "one");
+  data_ = tprealloc(data_, 3000);
+  data_[2999] = 'z';
   data_ = tprealloc(data_, 5000);
+  EXPECT_EQ(data_[2999], 'z') << "the first resize set the size word without the reserve";
   EXPECT_EQ(found(1, 9), "one");
   header()->datalen = 5000;
   EXPECT_EQ(add(2, std::string(62, 'z')), 1) << "free again after a resize: the old entries become data";

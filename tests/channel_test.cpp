@@ -4,6 +4,7 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <string>
@@ -37,6 +38,7 @@ TEST(Channel, BuildersWriteTheHeaderInTheChannelsOrder) {
     Stream s(socket);
     std::string expected;
     const auto sends = [&](int result, const std::string& sent) {
+      EXPECT_EQ(errno, 0) << "a pipe is no error";
       EXPECT_EQ(result, 1);
       expected += sent;
     };
@@ -141,7 +143,9 @@ TEST(Channel, APeerMayStopAtEveryByte) {
       Stream s(stop % 2);
       s.far.send(message.substr(0, stop));
       s.far.hang_up();
+      errno = 0;
       EXPECT_EQ(Message{kind.read(s.near.fd())} != nullptr, stop == 146);
+      EXPECT_EQ(errno, 0) << "the record of a cut message tells no false cause";
       EXPECT_EQ(kind.error, stop == 0 ? -1 : stop < 136 ? -2 : stop < 146 ? -5 : 0) << stop;
       if (stop == 0 || stop == 146)
         EXPECT_THAT(host::take_log(), IsEmpty());

@@ -70,15 +70,22 @@ const Kind node{.outcome = &_nodeio_errno,
                 .memory_code = "COM0010",
                 .payload_code = "COM0011"};
 
-// A descriptor that is no socket says so before anything of it was moved.
+// Whether a transfer was refused because the descriptor is no socket, which it says before anything was moved. That is
+// no error of the channel, so errno does not keep it for the host or its log.
+bool refused_as_no_socket(int moved) {
+  if (moved >= 0 || errno != ENOTSOCK) return false;
+  errno = 0;
+  return true;
+}
+
 int read_some(int fd, void* to, int n) {
   const int got = net::read_full(fd, to, n);
-  return got < 0 && errno == ENOTSOCK ? net::read_full_any(fd, to, n) : got;
+  return refused_as_no_socket(got) ? net::read_full_any(fd, to, n) : got;
 }
 
 int write_some(int fd, const void* from, int n) {
   const int sent = net::write_full(fd, from, n);
-  return sent < 0 && errno == ENOTSOCK ? net::write_full_any(fd, from, n) : sent;
+  return refused_as_no_socket(sent) ? net::write_full_any(fd, from, n) : sent;
 }
 
 HeapPtr<MsgHeader> failed(const Kind& kind, Outcome outcome) {

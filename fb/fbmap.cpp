@@ -19,9 +19,7 @@ constexpr int kNotFound = -1;
 
 int name_slot(const char* name) { return fdl::name_hash(name, _fname_hash_mask); }
 
-int key_slot(int key) {
-  return _fldkey_count > 0 ? fdl::key_hash(static_cast<std::uint32_t>(key), _fname_hash_mask, _fldkey_count) : 0;
-}
+int key_slot(int key) { return fdl::key_hash(static_cast<std::uint32_t>(key), _fname_hash_mask, _fldkey_count); }
 
 // The first slot that matches, of count slots in a circle from start.
 template <class Matches>

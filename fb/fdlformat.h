@@ -64,9 +64,9 @@ inline int name_hash(const char* name, int mask) {
   return static_cast<int>(sum & static_cast<std::uint32_t>(mask));
 }
 
-// slots: records of the key table, at least 1.
+// slots: records of the key table; without one the dividing form gives 0.
 inline int key_hash(std::uint32_t key, int mask, int slots) {
-  if (mask < kWordSumMask) return static_cast<int>(key % static_cast<std::uint32_t>(slots));
+  if (mask < kWordSumMask) return slots > 0 ? static_cast<int>(key % static_cast<std::uint32_t>(slots)) : 0;
   const std::uint32_t low = byteswap(static_cast<std::uint16_t>(key));
   const std::uint32_t high = byteswap(static_cast<std::uint16_t>(key >> 16));
   return static_cast<int>((low + high) & static_cast<std::uint32_t>(mask));

@@ -172,6 +172,8 @@ TEST_F(FieldTable, NoFileIsAnEmptyTable) {
   EXPECT_EQ(_fname_fldkey_tab_loaded, 1);
   EXPECT_EQ(_fname_hash_mask, 1);
   EXPECT_EQ(_fldkey_hash(5), 0);
+  _fname_hash_mask = 1023;
+  EXPECT_EQ(_fldkey_hash(0x0C00000A), 524) << "by the mask alone";
   EXPECT_TRUE(host::take_log().empty());
 }
 

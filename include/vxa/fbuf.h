@@ -184,7 +184,7 @@ long fbget_used(const void *buf);
  * @return the buffer, which may have moved. Null, buf being as it was, with #fberror:
  *   - #FBEINVAL: buf is null
  *   - #FBENOSPACE: its fields would not fit
- *   - #FBEOS: no memory
+ *   - #FBEOS: no memory, or buf is no typed buffer
  */
 void *fbrealloc(void *buf, int count, int datalen);
 
@@ -351,7 +351,7 @@ int fbget(void *buf, int key, void *value, int *len);
  * @param[in,out] len  as of fbget()
  * @param[in,out] pos  0 at first; moves to the record found. A position at which no record of the key begins counts as
  *                     0; at or past the used length nothing is found.
- * @return as fbget()
+ * @return as fbget(), and #FBEINVAL for a null pos
  */
 int fbgetf(void *buf, int key, void *value, int *len, int *pos);
 

@@ -100,17 +100,18 @@ void add_members(FieldBuffer buffer, const void* record, std::span<const MemberR
   }
 }
 
-Outcome join_struct(FieldBuffer buffer, const void* record, fb::Join mode, const StructRow& row) {
+// The join's result, 1 or -1 with its code in fberror. Fails when there is no work buffer.
+Result<int> join_struct(FieldBuffer buffer, const void* record, fb::Join mode, const StructRow& row) {
   const std::int64_t size = kWorkFactor * row.host_size;
   if (size > INT32_MAX) return Error{FBEMALLOC};
   const Result<char*> work = tbuffer::noted(tbuffer::allocate("FIELD", "", static_cast<std::int32_t>(size)));
   if (work.failed()) return Error{FBEMALLOC};
   add_members(FieldBuffer{work.value()}, record, members_of(row));
-  fberror = 0;
   fcache::clear(buffer.data());
   const Outcome joined = fb::join(buffer, FieldBuffer{work.value()}, mode);
   tbuffer::release(work.value());
-  return joined;
+  fberror = joined.code();
+  return joined ? 1 : -1;
 }
 
 // ---- Null values
@@ -139,6 +140,7 @@ Result<int> test_zero(const void* record, const char* member_name, int occurrenc
 }
 
 const char* shown(const char* text) { return text ? text : ""; }
+bool named(const char* text) { return text && *text; }
 
 // The calls that report every outcome as a return.
 int returned(const FbCall& call, const Outcome& outcome) {
@@ -155,7 +157,8 @@ using namespace vxa::sdl;
 
 extern "C" int fbftos(const void* buf, void* record, const char* name) {
   static constexpr ApiTexts texts{"fbftos", "fbftos(%#x, %#x, \"%s\")", "fbftos = %d", "fbftos = -1 [%d : %s]"};
-  const FbCall call{texts, buf, record, shown(name)};
+  static constexpr ApiTexts nameless{"fbftos", "fbftos(%#x, %#x, \"\")", texts.success, texts.failure};
+  const FbCall call{named(name) ? texts : nameless, buf, record, shown(name)};
   if (!buf) return call.fail(FBEINVAL);
   const Result<const StructRow*> row = describe(name);
   if (row.failed()) return call.fail(row.code());
@@ -166,7 +169,8 @@ extern "C" int fbftos(const void* buf, void* record, const char* name) {
 
 extern "C" int fbstof(void* buf, const void* record, int mode, const char* name) {
   static constexpr ApiTexts texts{"fbstof", "fbstof(%#x, %#x, %d, \"%s\")", "fbstof = %d", "fbstof = -1 [%d : %s]"};
-  const FbCall call{texts, buf, record, mode, shown(name)};
+  static constexpr ApiTexts nameless{"fbstof", "fbstof(%#x, %#x, %d, \"\")", texts.success, texts.failure};
+  const FbCall call{named(name) ? texts : nameless, buf, record, mode, shown(name)};
   if (!buf) return call.fail(FBEINVAL);
   const Result<const StructRow*> row = describe(name);
   if (row.failed()) return call.fail(row.code());
@@ -200,7 +204,7 @@ extern "C" int fbstinit(void* record, const char* name) {
 extern "C" int fbstelinit(void* record, const char* member, const char* name) {
   static constexpr ApiTexts texts{"fbstelinit", "fbstelinit(%#x, \"%s\", \"%s\")", "fbstelinit = %d", nullptr};
   const FbCall call{texts, record, shown(member), shown(name)};
-  return returned(call, member ? set_null(record, member, name) : Error{FBEINVAL});
+  return returned(call, set_null(record, member, name));
 }
 
 VXA_EXPORT int _vstof_concat(void* buf, const void* record, int first, int last) {

@@ -105,6 +105,8 @@ TEST_F(StructFields, NullValuesFillAStruct) {
   EXPECT_EQ(fbstelinit(&order, "small", "order"), 1);
   EXPECT_EQ(fbstelinit(&order, "smal", "order"), 1);
   EXPECT_EQ(numbers(order), "-7 -7 -7 9 - 5000000000 0.1 0.1 -1 -1");
+  EXPECT_EQ(fbstelinit(&order, nullptr, "order"), 1);
+  EXPECT_EQ(order.qty, 0) << "no name means all members";
   EXPECT_EQ(fbstinit(&order, "odd"), 1);
   EXPECT_EQ(order.small[0], 4464) << "70000 in 16 bits";
   EXPECT_EQ(order.label[0], '\0') << "a text without an element length has no elements";
@@ -204,6 +206,18 @@ TEST_F(StructFields, JoinsGoThroughAWorkBuffer) {
   }
 }
 
+TEST_F(StructFields, AFailedJoinIsReportedAsAReturn) {
+  Order order = empty_order();
+  order.qty = 5;
+  Buffer full;
+  full.put(kText, std::string(1018, 'x').c_str());
+  const host::Tracing tracing;
+  host::take_trace();
+  EXPECT_EQ(fbstof(full, &order, 7, "pair"), -1);
+  EXPECT_EQ(fberror, FBENOSPACE);
+  EXPECT_EQ(host::take_trace().back(), (host::TraceEvent{"fbstof", 2, "fbstof = -1"}));
+}
+
 TEST_F(StructFields, ZeroIsTestedWhateverTheNullValue) {
   Order order = empty_order();
   order.small[2] = 0;
@@ -246,7 +260,7 @@ TEST_F(StructFields, RefusesWhatItCannotUse) {
   EXPECT_EQ(outcome(fbstof(buffer, nullptr, 4, "order")), std::pair(-1, FBEINVAL));
   EXPECT_EQ(outcome(fbstinit(&order, "none")), std::pair(-1, FBEBADSTRUCT));
   EXPECT_EQ(outcome(fbstinit(nullptr, "order")), std::pair(-1, FBEINVAL));
-  EXPECT_EQ(outcome(fbstelinit(&order, nullptr, "order")), std::pair(-1, FBEINVAL));
+  EXPECT_EQ(outcome(fbstelinit(&order, nullptr, "none")), std::pair(-1, FBEBADSTRUCT));
 }
 
 }  // namespace

@@ -836,7 +836,7 @@ int fbextread(void *buf, FILE *stream);
  * The struct is the caller's, laid out as its description says (see _sdlfile_load()); of its name at most 16 characters
  * count. Element i of a member is occurrence i of the member's field; members of strings and carrays have as many
  * elements as their element length fits. A field of another type than its member is converted. All calls fail with
- * #FBEBADSTRUCT when the struct is not described, and with #FBEINVAL when an address is null.
+ * #FBEBADSTRUCT when the struct is not described, and with #FBEINVAL when the address of a struct or buffer is null.
  * @{
  */
 
@@ -894,7 +894,7 @@ int fbstinit(void *record, const char *name);
 /** Sets all members of one name to their null values, as fbstinit() does.
  *
  * @param[out] record  the struct
- * @param member       the members' name
+ * @param member       the members' name, or null for all members
  * @param name         the struct's name
  * @return 1, also when no member has the name, or -1
  */

@@ -25,6 +25,7 @@ Outcome change(FieldBuffer buffer, FieldKey key, int nth, Value value) {
 Result<Value> as_type_of(FieldKey key, Value value, int type) {
   if (value.at) return convert(key.type(), type, value);
   const Outcome prepared = prepare_conversion(key.type(), type, value.length);
+  scratch::release_oversized();
   if (prepared.failed()) return prepared.error();
   return value;
 }

@@ -64,6 +64,7 @@ void fill_struct(FieldBuffer buffer, void* record, const StructRow& row) {
         member.store_null(member.element(record, i));
     }
   }
+  fb::scratch::release_oversized();
 }
 
 // ---- A struct to fields

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "fb/scratch.h"
 #include "tests/support/field_buffer.h"
 #include "tests/support/host.h"
 #include "tests/support/structs.h"
@@ -81,7 +82,8 @@ class StructFields : public testing::Test {
        member_row("as_long", 4, 1, 0, offsetof(Order, as_long), kSmall, "-1"),
        member_row("no elements", 7, 20, 0, offsetof(Order, label), kLabel, "x"),
        member_row("unknown", 9, 1, 0, 0, kQty, "1"),
-       member_row("small", 2, 1, 0, offsetof(Order, small), kSmall, "70000")}};
+       member_row("small", 2, 1, 0, offsetof(Order, small), kSmall, "70000"),
+       member_row("blob as text", 7, 10, 10, offsetof(Order, blob), kBlob)}};
 
   // An order full of its null values, zero elsewhere.
   static Order empty_order() {
@@ -141,6 +143,16 @@ TEST_F(StructFields, OccurrencesFillElements) {
   EXPECT_EQ(fbftos(buffer, &order, "order"), 1);
   EXPECT_EQ(order.as_long, -1);
   EXPECT_EQ(fberror, FBENOENT) << "what the last lookup left";
+}
+
+TEST_F(StructFields, ALongFieldLeavesNoOversizedScratchArea) {
+  const std::string bytes(2 << 20, 'x');
+  Buffer buffer(0, 3 << 20);
+  buffer.put_value(kBlob, bytes.data(), static_cast<int>(bytes.size()));
+  Order order = empty_order();
+  EXPECT_EQ(fbftos(buffer, &order, "odd"), 1);
+  EXPECT_EQ(std::string(order.blob, 11), "xxxxxxxxxx" + std::string(1, '\0'));
+  EXPECT_EQ(st_len, 0);
 }
 
 TEST_F(StructFields, OnlyElementsThatAreNotNullAreAdded) {

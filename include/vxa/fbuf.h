@@ -2,7 +2,7 @@
  * Field buffers: flat records of typed fields, each known by a 32-bit key and occurring any number of times.
  *
  * A field buffer is the data of a typed buffer of type FIELD (see xatmi.h). Calls return -1, null or 0 on failure and
- * set #fberror; all but fbmake_fldkey() reset it to 0 first. One thread at a time.
+ * set #fberror; all but fbmake_fldkey() and fbextread() reset it to 0 first. One thread at a time.
  */
 #ifndef VXA_FBUF_H
 #define VXA_FBUF_H
@@ -876,6 +876,7 @@ int fbstof(void *buf, const void *record, int mode, const char *name);
  * @param occurrence  which of its elements, or bytes
  * @param name        the struct's name
  * @return 1, 0, or -1 with #fberror:
+ *   - #FBEINVAL: a null address
  *   - #FBEBADSTRUCT: the struct is not described, or the occurrence is outside the member's count
  *   - 0: unknown member
  */

@@ -80,11 +80,12 @@ target_compile_options(vxa PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fn
 # Debug information for debuggers and the check of the binary interface; strip takes it off again.
 target_compile_options(vxa PRIVATE -g)
 
-# A release stays small enough to load everywhere: what runs seldom, or waits for the
-# network, is made for size, the rest for speed.
+# A release stays small enough to load everywhere: what runs seldom, waits for the
+# network or only forwards is made for size, the rest for speed.
 set(vxa_rare_sources ${vxa_sources})
 list(FILTER vxa_rare_sources INCLUDE REGEX
-     "^env/|^xa/|fb/(fbbuf|fbbufop|fbextread|fbio|fbmap|fbprint|fdlfile)|sdl/(fbaux|member|sdlfile)\\.|tbuffer/|trace/(spec|trace)|\
+     "^env/|^xa/|fb/(fbbuf|fbbufop|fberror|fbextread|fbio|fbmap|fbprint|fbtuxf|fdlfile)|\
+sdl/(fbaux|member|sdlfile)\\.|tbuffer/|trace/(spec|trace)|\
 wire/(channel|connect|descriptor_flags|listen|recover)")
 target_compile_options(vxa PRIVATE
   $<$<CONFIG:Release>:-O2;$<$<CXX_COMPILER_ID:GNU>:-falign-jumps=1;-falign-loops=1>>)

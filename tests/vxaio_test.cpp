@@ -144,6 +144,10 @@ TEST_F(LinkTest, WritesWithoutChangingTheMessage) {
   EXPECT_EQ(header->magic, 0x90352082);
   header->datalen = -1;
   EXPECT_EQ(_write_to_xagw(_gwfd, header), -1);
+  EXPECT_EQ(_send_to_xagw(_gwfd, 150, -1, TMSUCCESS, 7, nullptr, 0), 1) << "a request may have no payload";
+  EXPECT_EQ(
+      gateway.message(),
+      (Wire{.type = 4, .size = 136, .msgtype = 150, .flags = TMSUCCESS, .handle = 0xffffffff, .rmid = 7}).bytes());
   std::free(header);
 
   // A field buffer with short field 5 = 0x0102 travels encoded; a damaged one does not travel.

@@ -92,7 +92,7 @@ Result<Message> await_reply(const MsgHeader* description, int secs) {
 }
 
 // Copies a reply over an output buffer that has room for it. The buffer keeps its capacity and its mark, and its
-// trailer reserve stays as free as it was: of that the sender knows nothing.
+// trailer reserve is never freer than it was: whether the size word counts it already, the sender does not know.
 void refill(MsgHeader* output, const MsgHeader* reply) {
   if (output->type == payload::kField) fcache::clear(payload_of(output));
   const std::int32_t capacity = output->size;

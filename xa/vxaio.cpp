@@ -193,7 +193,7 @@ bool send_xa_request(int fd, const XaRequest& request, const void* payload, std:
   message->flags = static_cast<std::uint32_t>(request.flags);
   message->handle = request.handle;
   message->rmid = request.rmid;
-  std::memcpy(payload_of(message.get()), payload, static_cast<std::size_t>(length));
+  if (length > 0) std::memcpy(payload_of(message.get()), payload, static_cast<std::size_t>(length));
   if (write_message(fd, message.get())) return true;
   console("send to xagw fail! [%d][%d]\n", request.code, -1);
   return false;

@@ -142,7 +142,7 @@ struct xa_switch_t {
  * - #XAER_INVAL: not open, a null XID, XID lengths that are negative or exceed 128 bytes together, another rmid
  * - #XAER_PROTO: flags other than those that the verb accepts
  * - #XAER_RMFAIL: the request could not be sent
- * - #XAER_RMERR: no reply in time
+ * - #XAER_RMERR: no reply in time, or none that could be read
  * @{
  */
 
@@ -250,7 +250,7 @@ int vesk_xa_forget(XID *xid, int rmid, long flags);
  * @param flags        #TMNOWAIT: do not wait for the result
  * @retval XA_OK       the result is in `*retval`
  * @retval XA_RETRY    under #TMNOWAIT: it has not arrived during some other wait
- * @retval XAER_RMERR  without #TMNOWAIT: it does not arrive in time
+ * @retval XAER_RMERR  without #TMNOWAIT: it does not arrive in time, or cannot be read
  * @retval XAER_INVAL  not open, another rmid, or a null argument
  */
 int vesk_xa_complete(int *handle, int *retval, int rmid, long flags);

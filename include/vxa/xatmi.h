@@ -175,7 +175,7 @@ int tpcall(const char *svc, char *idata, long ilen, char **odata, long *olen, lo
  *   - #TPEINVAL: null svc, a bad length or flag
  *   - #TPEITYPE: idata cannot be sent
  *   - #TPELIMIT: 16 calls are outstanding, or the link was never opened
- *   - #TPESYSTEM: no memory, or the acknowledgement is none
+ *   - #TPESYSTEM: no memory, the wait failed, or what came is no acknowledgement
  *   - #TPETIME: no acknowledgement in time
  */
 int tpacall(const char *svc, char *idata, long ilen, long flags);

@@ -119,8 +119,18 @@ bool record_begins(FieldBuffer buffer, std::int64_t offset) {
   return false;
 }
 
+// Occurrence 0 as the search cache remembers it, else no record: for a buffer that would get an index only at the cost
+// of another. Who goes round many buffers would otherwise walk each one anew every time.
+[[gnu::noinline]] Record recalled(FieldBuffer buffer, FieldKey key) {
+  const fcache::Hit hit = fcache::find(buffer.data(), key.word(), 0);
+  return hit && carries(buffer, hit.offset, key) ? first_from(buffer, key, buffer.fields() + hit.offset) : Record{};
+}
+
 Record find_first(FieldBuffer buffer, FieldKey key) {
-  const Record record = first(buffer, key);
+  Record record;
+  if (!findex::at_hand(buffer.data())) [[unlikely]]
+    record = recalled(buffer, key);
+  if (!record) record = first(buffer, key);
   if (record) fcache::record_first(buffer.data(), key.word(), static_cast<std::uint32_t>(buffer.offset_of(record)));
   return record;
 }
@@ -154,17 +164,12 @@ Result<Record> require(FieldBuffer buffer, FieldKey key, int nth) {
 Record find_from(FieldBuffer buffer, FieldKey key, int nth, int& position) {
   if (position >= buffer.used()) return Record{};
   if (!record_begins(buffer, position) || Record{buffer.fields() + position}.key().unmarked() != key) position = 0;
-  int occurrence = 0;
-  for (const Record record : buffer.records_from(buffer.fields() + position)) {
-    if (record.key() != key) continue;
-    if (occurrence == 0) {
-      position = buffer.offset_of(record);
-      fcache::note_boundary(buffer.data(), static_cast<std::uint32_t>(position));
-    }
-    if (occurrence == nth) return record;
-    ++occurrence;
-  }
-  return Record{};
+  Record record = first_from(buffer, key, buffer.fields() + position);
+  if (!record) return record;
+  position = buffer.offset_of(record);
+  fcache::note_boundary(buffer.data(), static_cast<std::uint32_t>(position));
+  for (; record && nth > 0; --nth) record = first_from(buffer, key, record.at() + record.slot_length());
+  return nth == 0 ? record : Record{};
 }
 
 int count(FieldBuffer buffer, FieldKey key) {

@@ -79,10 +79,18 @@ Index* existing(const void* buffer) {
   return nullptr;
 }
 
-Index& select(const void* buffer) {
-  if (Index* index = existing(buffer)) return *index;
-  latest = &indexes[oldest++ % std::size(indexes)];
+bool attach(const void* buffer) {
+  if (existing(buffer)) return true;
+  if (!existing(kFree)) return false;
   latest->start(buffer);
+  return true;
+}
+
+Index& select(const void* buffer) {
+  if (!attach(buffer)) {
+    latest = &indexes[oldest++ % std::size(indexes)];
+    latest->start(buffer);
+  }
   return *latest;
 }
 

@@ -65,12 +65,18 @@ class Index {
   int shift_ = 0;
 };
 
-// The index of a buffer, of which the last few are kept; existing gives null when there is none.
+// The index of a buffer, of which a few are kept; existing gives null when there is none, and makes the one that
+// it finds the latest. One that was dropped is that of kFree.
+inline constexpr const void* kFree = nullptr;
 extern Index* latest;
 Index& select(const void* buffer);
 Index* existing(const void* buffer);
 
 inline Index& of(const void* buffer) { return latest->buffer() == buffer ? *latest : select(buffer); }
+
+// Whether the buffer has an index, or gets a free one, as the latest: of would not take another buffer's for it.
+bool attach(const void* buffer);
+inline bool at_hand(const void* buffer) { return latest->buffer() == buffer || attach(buffer); }
 
 // Forgets a buffer.
 void drop(const void* buffer);

@@ -307,4 +307,18 @@ TEST(Search, BelievesTheBufferNotItsMemory) {
   EXPECT_EQ(fbkeyoccur(buf, fbmake_fldkey(FB_INT, 3)), 0);
 }
 
+TEST(Search, GoesRoundManyBuffers) {
+  Buffer bufs[6];
+  for (Buffer& buf : bufs) buf.put(kShort, 9).put(kInt, 1).put(kInt, 2).put(kInt, 3);
+  for (const int expected : {1, 2, 3})
+    for (Buffer& buf : bufs) {
+      int value = 0;
+      EXPECT_EQ(fbispres(buf, kInt, 0), 1);
+      EXPECT_EQ(fbget(buf, kInt, &value, nullptr), 1);
+      EXPECT_EQ(value, expected);
+      if (expected == 1) fbdelete(buf, kShort, 0);
+    }
+  for (Buffer& buf : bufs) EXPECT_EQ(fbispres(buf, kInt, 0), 0);
+}
+
 }  // namespace

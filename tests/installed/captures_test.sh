@@ -1,7 +1,7 @@
 #!/bin/sh
 # Shows two captures through the installed dissector: hand-made messages, a damaged one among them, field by field; and
-# the demo, recorded with `dumpcap -P -i lo -w demo.pcap` while `./dev demo` ran.
-# Usage: dissector_test.sh SOURCE_DIR TREE
+# the demo, recorded with `dumpcap -P -i lo -w demo.pcap` while `./dev demo` ran. `vxa dump` shows one link of it, too.
+# Usage: captures_test.sh SOURCE_DIR TREE
 set -eu
 source=$1 tree=$2
 . "$source/tests/installed/use.sh"
@@ -70,4 +70,21 @@ END
 expect "damages of the demo" "$(shown "$demo" -Y 'vxa.damaged || _ws.malformed' -e frame.number)" <<'END'
 
 END
-echo "the dissector shows hand-made messages and the demo as they are"
+
+# The payment that is rolled back, after it was prepared: 8 bytes of used length, 16 for "alice", 8 for "bob", 8 for the
+# amount, and in the reply 8 for the balance.
+link=$(shown "$demo" -Y 'vxa.svcname == "TRANSFER"' -e tcp.stream | head -n 1)
+expect "messages of vxa dump" "$(shown "$demo" -Y "tcp.stream == $link && tcp.len > 0" -e tcp.payload |
+  perl -ne 'chomp; print pack "H*", $_' | vxa dump | grep '^[^ ]')" <<'END'
+xa_start: msgtype 149, seqno 0, 49 bytes of CARRAY
+xa_start reply: msgtype 1149, seqno 0, 0 bytes of no data
+tpcall TRANSFER: msgtype 3, seqno 2, 40 bytes of FIELD
+tpcall reply TRANSFER: msgtype 1003, seqno 2, 48 bytes of FIELD
+xa_end: msgtype 150, seqno 3, 49 bytes of CARRAY
+xa_end reply: msgtype 1150, seqno 3, 0 bytes of no data
+xa_prepare: msgtype 112, seqno 4, 49 bytes of CARRAY
+xa_prepare reply: msgtype 1112, seqno 4, 0 bytes of no data
+xa_rollback: msgtype 114, seqno 5, 49 bytes of CARRAY
+xa_rollback reply: msgtype 1114, seqno 5, 0 bytes of no data
+END
+echo "hand-made messages and the demo are shown as they are"

@@ -1,22 +1,13 @@
 // Access lists: what files let in, what they report, and changes in memory and on disk.
 #include <arpa/inet.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
-#include <string>
-#include <vector>
 
-#include "tests/support/host.h"
-#include "tests/support/temp_dir.h"
-#include "vxa/vxa_host.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
-host::LogRecord invalid(const char* code, const std::string& what) {
+LogRecord invalid(const char* code, const std::string& what) {
   return {0, 2, code, "0209 internal error : ACL parsing error - invalid " + what};
 }
 
@@ -31,7 +22,7 @@ class AccessList : public testing::Test {
   }
   bool allows(const char* address) const { return _acl_search(list_, inet_addr(address)) == 1; }
 
-  host::TempDir dir_;
+  TempDir dir_;
   vesk_acl* list_ = nullptr;
 };
 
@@ -103,7 +94,7 @@ TEST_F(AccessList, FilesGrowByEntriesWithTheirTime) {
   EXPECT_EQ(_acl_add_to_file(path.c_str(), "10.1.0.0", 16), 1);
   EXPECT_EQ(_acl_add_to_file(path.c_str(), "10.2.0.0", 0), 1);
   EXPECT_THAT(
-      host::TempDir::contents(path),
+      TempDir::contents(path),
       testing::MatchesRegex("1.2.3.4\n#added by system, .{24}\n10.1.0.0/16\n#added by system, .{24}\n10.2.0.0"));
   EXPECT_EQ(_acl_add_to_file(path.c_str(), "10.1.0.0", 33), -1);
   EXPECT_EQ(_acl_add_to_file(path.c_str(), nullptr, 8), -1);

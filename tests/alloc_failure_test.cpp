@@ -2,29 +2,20 @@
 // allocation inside it failing, until it comes through. It must report the documented error, leave its inputs as they
 // were, and keep no block. A call joins by a row in the table.
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 
 #include <climits>
 #include <cstdio>
-#include <cstring>
-#include <string>
-#include <utility>
 
 #include "fb/fdlfile.h"
 #include "fb/scratch.h"
 #include "tests/support/failing_heap.h"
 #include "tests/support/field_buffer.h"
 #include "tests/support/field_table.h"
-#include "tests/support/host.h"
 #include "tests/support/link_test.h"
 #include "tests/support/structs.h"
-#include "tests/support/temp_dir.h"
-#include "vxa/fbuf.h"
 #include "xa/etc.h"
 
 namespace {
-
-using peer::Wire;
 
 // One attempt at a call, of which the n-th allocation fails if it comes so far.
 class Trial {
@@ -204,13 +195,13 @@ const Case kCases[] = {
     // Which of its allocations failed shows in the log.
     {"field_table",
      [](Trial& trial) {
-       static const host::TempDir folder;
+       static const TempDir folder;
        static const std::string list =
            folder.file("first", host::TableFile{1}.name(0, "A", kDouble).key(0, kDouble, 0).bytes()) + ',' +
            folder.file("second", host::TableFile{2}.bytes());
-       const host::Environment fdlfile("FDLFILE", list.c_str());
+       const Environment fdlfile("FDLFILE", list.c_str());
        const std::string text = "0004 memory allocation error : size = ";
-       const std::vector<host::LogRecord> logged = {
+       const std::vector<LogRecord> logged = {
            {0, 2, "FDL0506", text + "52"}, {0, 2, "FDL0508", text + "52"},  {0, 2, "FDL0510", text + "8"},
            {0, 2, "FDL0512", text + "8"},  {0, 2, "FDL0507", text + "156"}, {0, 2, "FDL0508", text + "104"},
            {0, 2, "FDL0511", text + "24"}, {0, 2, "FDL0512", text + "16"},
@@ -225,15 +216,15 @@ const Case kCases[] = {
     {"struct_descriptions",
      [](Trial& trial) {
        const auto image = [](const auto& row) { return std::string(reinterpret_cast<const char*>(&row), sizeof row); };
-       static const host::TempDir folder;
-       static const std::string head = host::bytes("61 1e 00 00  01 00 00 00  01 00 00 00");
+       static const TempDir folder;
+       static const std::string head = bytes("61 1e 00 00  01 00 00 00  01 00 00 00");
        static const std::string path = folder.file(
            "structs", head + image(host::struct_row("s", 8, 4, 0, 0)) + image(host::member_row("m", FB_LONG, 1, 0, 0)));
        static const std::string cut = folder.file("cut", head);
-       const host::Environment list("SDLFILE64", path.c_str());
+       const Environment list("SDLFILE64", path.c_str());
        const bool loaded = trial.succeeds([] { return _sdlfile_load() == 1; });
        EXPECT_EQ(_get_host_stsize("s"), loaded ? 8 : -1);
-       const host::Environment broken("SDLFILE64", cut.c_str());  // leaves nothing loaded
+       const Environment broken("SDLFILE64", cut.c_str());  // leaves nothing loaded
        EXPECT_EQ(_sdlfile_load(), -1);
      }},
     {"opening",
@@ -278,7 +269,7 @@ const Case kCases[] = {
      }},
     {"calling_with_fields",
      [](Trial& trial) {
-       const Link link{{.type = 2, .size = 1032, .msgtype = 1003, .payload = host::bytes("00 00 22 b8  00 00 00 08")}};
+       const Link link{{.type = 2, .size = 1032, .msgtype = 1003, .payload = bytes("00 00 22 b8  00 00 00 08")}};
        Call call{"FIELD"};
        fbput(call.input, kText, "sent", 0);
        const std::string before(call.input, static_cast<std::size_t>(fbget_used(call.input)));
@@ -336,7 +327,7 @@ const Case kCases[] = {
      }},
     {"access_list",
      [](Trial& trial) {
-       static const host::TempDir folder;
+       static const TempDir folder;
        static const std::string path = folder.file("acl", "10.0.0.0/8\n192.168.1.0/24\n");
        vesk_acl* list = nullptr;
        if (trial.succeeds([&] { return list = _acl_create(path.c_str(), 0); })) {

@@ -1,20 +1,11 @@
 // Field buffers as assignment text: what is written, what is read back, and what is refused.
 #include "gateway/assignment_text.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <utility>
-
-#include "tests/support/host.h"
-#include "tests/support/temp_dir.h"
+#include "tests/support/test.h"
 #include "tools/fdl_compiler.h"
-#include "vxa/fbuf.h"
 
 namespace vxa::gateway {
 namespace {
-
-using testing::HasSubstr;
 
 std::string refusal(std::string_view text) {
   try {
@@ -76,12 +67,12 @@ TEST(AssignmentText, Refusals) {
 TEST(AssignmentText, NamesFromTheFieldTable) {
   fbkeynm_unload();
   {
-    const host::Environment none("FDLFILE", nullptr);
+    const Environment none("FDLFILE", nullptr);
     EXPECT_THAT(refusal("AMOUNT\t5\n"), HasSubstr("FDLFILE"));
   }
-  const host::TempDir folder;
+  const TempDir folder;
   const std::string file = folder.file("names", tools::compile_fields({{"AMOUNT", 4, 4}}).bytes);
-  const host::Environment table("FDLFILE", file.c_str());
+  const Environment table("FDLFILE", file.c_str());
   EXPECT_EQ(assignment_text(parse_assignments("#268435460\t5\n#268435461\t6\n").get()), "AMOUNT\t5\n#268435461\t6\n");
   EXPECT_EQ(refusal("AMOUNT\t5\n"), "accepted");
   EXPECT_THAT(refusal("COUNT\t5\n"), HasSubstr("no field of that name"));

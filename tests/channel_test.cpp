@@ -1,26 +1,17 @@
 // Process and node channels: the bytes that travel, what a reader makes of a peer that stops or lies, recover data.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <malloc.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <climits>
-#include <cstring>
-#include <string>
 
 #include "base/heap.h"
-#include "tests/support/host.h"
 #include "tests/support/peer.h"
-#include "vxa/vxa_host.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using host::bytes;
-using host::LogRecord;
 using peer::Stream;
-using testing::ElementsAre;
-using testing::IsEmpty;
 using Message = vxa::HeapPtr<vesk_msg_header>;
 
 // A header as it travels: its first eight words, what lies between, and datalen, flags and cd at 100.

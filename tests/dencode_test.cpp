@@ -1,23 +1,12 @@
 // Payloads on the wire: every field type byte for byte, structs, trailers, and payloads that lie.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cstring>
 #include <optional>
 #include <set>
-#include <string>
 
 #include "base/heap.h"
-#include "tests/support/host.h"
 #include "tests/support/structs.h"
-#include "vxa/vxa_host.h"
+#include "tests/support/test.h"
 
 namespace {
-
-using host::bytes;
-using host::LogRecord;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr int kStruct = 1;
 constexpr int kField = 2;

@@ -1,16 +1,11 @@
 // What `vxa dump` says of messages and images, whole and damaged.
 #include "tools/dump.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <stdexcept>
 
-#include "tests/support/host.h"
+#include "tests/support/test.h"
 
 namespace {
-
-using testing::HasSubstr;
 
 std::string dumped(const std::string& bytes) {
   char* text = nullptr;
@@ -30,17 +25,17 @@ std::string dumped(const std::string& bytes) {
 
 // A call of ADD with that payload: type, datalen and payload as given.
 std::string call(const char* type, const char* datalen, const std::string& payload) {
-  return host::bytes("90 35 20 82  00 00 00 06") + host::bytes(type) + host::bytes("00 00 04 08  00 00 00 03") +
-         std::string(20, '\0') + host::bytes("00 00 00 01  00 00 00 02  00 00 00 03") + std::string(16, '\0') + "ADD" +
-         std::string(29, '\0') + host::bytes(datalen) + host::bytes("0a 00 00 00") + std::string(8, '\0') +
-         host::bytes("10 00 00 00") + std::string(16, '\0') + payload;
+  return bytes("90 35 20 82  00 00 00 06") + bytes(type) + bytes("00 00 04 08  00 00 00 03") + std::string(20, '\0') +
+         bytes("00 00 00 01  00 00 00 02  00 00 00 03") + std::string(16, '\0') + "ADD" + std::string(29, '\0') +
+         bytes(datalen) + bytes("0a 00 00 00") + std::string(8, '\0') + bytes("10 00 00 00") + std::string(16, '\0') +
+         payload;
 }
 
-const std::string kFields = host::bytes("00 00 22 b8  00 00 00 10  08 00 00 0a  01 02 __ __");
+const std::string kFields = bytes("00 00 22 b8  00 00 00 10  08 00 00 0a  01 02 __ __");
 
 TEST(Dump, ShowsMessagesByKind) {
-  host::Environment unset("FDLFILE", nullptr);
-  EXPECT_EQ(dumped(call("00 00 00 03", "00 00 00 04", host::bytes("61 62 63 00"))),
+  Environment unset("FDLFILE", nullptr);
+  EXPECT_EQ(dumped(call("00 00 00 03", "00 00 00 04", bytes("61 62 63 00"))),
             "tpcall ADD: msgtype 3, seqno 6, 4 bytes of STRING\n"
             "  txid 1 2 3  flags 0xa000000  result 0  cd 0  handle 0  rmid 0  reqctl 0x10000000\n"
             "  000000  61 62 63 00                                      abc.\n");

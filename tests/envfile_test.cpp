@@ -1,23 +1,9 @@
 // Environment files: what each form of a line means, which sections apply, and what is reported.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstdlib>
-#include <cstring>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include "tests/support/host.h"
-#include "tests/support/temp_dir.h"
-#include "vxa/vxa_host.h"
+#include "tests/support/test.h"
 
 namespace {
-
-using host::Environment;
-using host::LogRecord;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 using Parsed = std::pair<int, std::string>;  // the result, and what it left
 
@@ -93,7 +79,7 @@ std::string taken(const char* name) {
 }
 
 TEST(EnvironmentFile, SectionsApplyByLabel) {
-  const host::TempDir dir;
+  const TempDir dir;
   constexpr const char* kSections = "VXA_T_A=1\n[s1]\nVXA_T_B=2\n[]\nVXA_T_C=3";
   const struct {
     std::string file;
@@ -117,7 +103,7 @@ TEST(EnvironmentFile, SectionsApplyByLabel) {
 }
 
 TEST(EnvironmentFile, UnreadableFilesAreReported) {
-  const host::TempDir dir;
+  const TempDir dir;
   for (const std::string& path : {dir.path("missing"), dir.path()}) {
     EXPECT_EQ(_set_veskenv(path.c_str(), nullptr), -1);
     EXPECT_THAT(host::take_log(),

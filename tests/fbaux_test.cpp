@@ -1,20 +1,12 @@
 // Structs from field buffers and back: every member type, arrays, texts at the edge of their element, null values.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "fb/scratch.h"
 #include "tests/support/field_buffer.h"
-#include "tests/support/host.h"
 #include "tests/support/structs.h"
-#include "vxa/xatmi.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -172,16 +164,15 @@ TEST_F(StructFields, OnlyElementsThatAreNotNullAreAdded) {
     const char* name;
     const Order& order;
     std::string records;
-  } cases[] = {
-      {"pair", pair, host::bytes("02 00 00 1c 78 00 __ __")},
-      // A null text that was cut equals its null value no longer: the text becomes the double 0.
-      {"order", order, host::bytes("07 00 00 18 __ __ __ __ __ __ __ __ __ __ __ __")},
-      // Nor is a short null that cannot hold its null value.
-      {"odd", odd, host::bytes("04 00 00 08 70 11 __ __")},
-      {"order", filled,
-       host::bytes("03 00 00 04 66 __ __ __  04 00 00 08 2c 01 __ __  08 00 00 20 0a 00 00 00 62 6c 6f 62 00") +
-           std::string(11, '\0') + host::bytes("09 00 00 1c") + "tencharsno" + host::bytes("00 __") +
-           host::bytes("07 00 00 18 __ __ __ __ 00 00 00 00 00 00 f8 3f  04 00 00 08 02 00 __ __")}};
+  } cases[] = {{"pair", pair, bytes("02 00 00 1c 78 00 __ __")},
+               // A null text that was cut equals its null value no longer: the text becomes the double 0.
+               {"order", order, bytes("07 00 00 18 __ __ __ __ __ __ __ __ __ __ __ __")},
+               // Nor is a short null that cannot hold its null value.
+               {"odd", odd, bytes("04 00 00 08 70 11 __ __")},
+               {"order", filled,
+                bytes("03 00 00 04 66 __ __ __  04 00 00 08 2c 01 __ __  08 00 00 20 0a 00 00 00 62 6c 6f 62 00") +
+                    std::string(11, '\0') + bytes("09 00 00 1c") + "tencharsno" + bytes("00 __") +
+                    bytes("07 00 00 18 __ __ __ __ 00 00 00 00 00 00 f8 3f  04 00 00 08 02 00 __ __")}};
   for (const Case& c : cases) {
     Buffer buffer;
     EXPECT_EQ(fbstof(buffer, &c.order, 4, c.name), 1);
@@ -200,9 +191,9 @@ TEST_F(StructFields, OnlyElementsThatAreNotNullAreAdded) {
 TEST_F(StructFields, JoinsGoThroughAWorkBuffer) {
   Order order = empty_order();
   order.qty = 5;
-  const std::string other = host::bytes("09 00 00 1c 6f 74 68 65 72 00 __ __ __ __ __ __");
-  const std::string old_qty = host::bytes("01 00 00 0c 01 00 00 00");
-  const std::string new_qty = host::bytes("01 00 00 0c 05 00 00 00");
+  const std::string other = bytes("09 00 00 1c 6f 74 68 65 72 00 __ __ __ __ __ __");
+  const std::string old_qty = bytes("01 00 00 0c 01 00 00 00");
+  const std::string new_qty = bytes("01 00 00 0c 05 00 00 00");
   for (const auto& [mode, records] : {std::pair{5, new_qty},
                                       {6, new_qty + other},
                                       {7, new_qty + other},
@@ -227,7 +218,7 @@ TEST_F(StructFields, AFailedJoinIsReportedAsAReturn) {
   host::take_trace();
   EXPECT_EQ(fbstof(full, &order, 7, "pair"), -1);
   EXPECT_EQ(fberror, FBENOSPACE);
-  EXPECT_EQ(host::take_trace().back(), (host::TraceEvent{"fbstof", 2, "fbstof = -1"}));
+  EXPECT_EQ(host::take_trace().back(), (TraceEvent{"fbstof", 2, "fbstof = -1"}));
 }
 
 TEST_F(StructFields, ZeroIsTestedWhateverTheNullValue) {

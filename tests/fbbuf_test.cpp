@@ -1,11 +1,5 @@
 // Field buffer lifecycle: sizes, the state a buffer starts in, what is refused, and the texts of the error codes.
-#include <gtest/gtest.h>
-
-#include <cstring>
-
-#include "tests/support/host.h"
-#include "vxa/fbuf.h"
-#include "vxa/xatmi.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -26,7 +20,7 @@ TEST(FieldBuffer, InitialisesTheWholeCapacityOrNothing) {
   EXPECT_EQ(fberror, FBENOSPACE);
   EXPECT_EQ(buf[1615], 'x');
   EXPECT_EQ(fbinit(buf, 1616), 1);
-  EXPECT_EQ(std::string(buf, 1616), host::bytes("b8 22 00 00 08 00 00 00") + std::string(1608, '\0'));
+  EXPECT_EQ(std::string(buf, 1616), bytes("b8 22 00 00 08 00 00 00") + std::string(1608, '\0'));
   EXPECT_EQ(fbfree(buf), 1);
 }
 

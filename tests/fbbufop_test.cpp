@@ -1,17 +1,10 @@
 // Operations on whole buffers: copies, comparison, joins and projections. Their results over random buffers are held
 // against a model in fields_random_test.cpp.
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <numeric>
-#include <string>
-#include <vector>
 
-#include "tests/support/field_buffer.h"
-#include "tests/support/host.h"
-#include "tests/support/refusals.h"
+#include "tests/support/field_test.h"
 
 namespace {
 
@@ -23,12 +16,6 @@ struct Entry {  // as _make_flist lays it out
 
 extern "C" Entry* _make_flist(const void* buf);
 extern "C" int _update_unchecked(Entry* list, const Entry* entry);
-
-using fields::Buffer;
-using fields::expect_refusals;
-using fields::key;
-using fields::kFetched;
-using host::bytes;
 
 constexpr int kA = key(FB_INT, 1), kB = key(FB_STRING, 2), kC = key(FB_LONG, 3), kE = key(FB_DOUBLE, 5);
 
@@ -150,7 +137,7 @@ TEST(Comparison, GoesByBytesThenLengthThenKeys) {
   EXPECT_EQ(fbbufop(one, shorter, FB_OP_COMPARE), -1) << "C sorts before B";
   const host::Tracing tracing;
   EXPECT_EQ(fbbufop(negative, one, FB_OP_COMPARE), -1) << "keys compare as signed numbers";
-  EXPECT_EQ(host::take_trace().back(), (host::TraceEvent{"fbbufop", 2, "fbbufop = -1"}));
+  EXPECT_EQ(host::take_trace().back(), (TraceEvent{"fbbufop", 2, "fbbufop = -1"}));
 }
 
 TEST(Projection, KeepsTheListedKeys) {

@@ -1,26 +1,11 @@
 // Field buffers on streams: byte images, listings, text assignments.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstdio>
-#include <cstring>
-#include <string>
 
 #include "base/file.h"
-#include "tests/support/field_buffer.h"
 #include "tests/support/field_table.h"
-#include "tests/support/host.h"
-#include "tests/support/refusals.h"
-#include "tests/support/temp_dir.h"
-#include "vxa/vxa_host.h"
+#include "tests/support/field_test.h"
 
 namespace {
-
-using fields::Buffer;
-using fields::expect_refusals;
-using fields::key;
-using host::bytes;
-using namespace fields::sample;
 
 constexpr int kCopy = key(FB_STRING, 9);  // written as its number, 469762057
 
@@ -73,8 +58,8 @@ class Streams : public testing::Test {
     _vesk_flen_flag = 0;
   }
 
-  host::TempDir folder_;
-  host::Environment fdlfile_{"FDLFILE", folder_.path("table").c_str()};
+  TempDir folder_;
+  Environment fdlfile_{"FDLFILE", folder_.path("table").c_str()};
   Buffer buf_{200};
 };
 
@@ -143,7 +128,7 @@ TEST_F(Streams, ListsDamagedBuffersWithinThem) {
 }
 
 TEST_F(Streams, ListsWithoutATableAndNamesTheMagicOfWhatIsNoBuffer) {
-  const host::Environment none("FDLFILE", nullptr);
+  const Environment none("FDLFILE", nullptr);
   buf_.put(kChar, "c").put(kChar, "d");
   host::take_log();
   EXPECT_THAT(listing(buf_), testing::StartsWith("    fkey = 67108865, fname = , type = char"));

@@ -1,31 +1,21 @@
 // Field keys, field table files and lookups in them.
 #include "fb/fbmap.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cstring>
 #include <numeric>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "fb/fdlfile.h"
 #include "tests/support/field_table.h"
-#include "tests/support/host.h"
-#include "tests/support/temp_dir.h"
-#include "vxa/fbuf.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using host::LogRecord;
 using host::TableFile;
-using testing::ElementsAre;
 
 constexpr int kAmount = 0x18000001;  // double, number 1
 
 // 12 + 52 + 8 bytes: a double AMOUNT with number 1.
-const std::string kOneField = host::bytes(
+const std::string kOneField = bytes(
     "b8 22 00 00  01 00 00 00  00 00 00 00"
     "41 4d 4f 55 4e 54 __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __"
     "__ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __ __  01 00 00 18"
@@ -45,8 +35,8 @@ class FieldTable : public testing::Test {
   }
   void use_file(const std::string& bytes) { use(folder_.file("table", bytes)); }
 
-  host::TempDir folder_;
-  std::optional<host::Environment> environment_;
+  TempDir folder_;
+  std::optional<Environment> environment_;
 };
 
 TEST(FieldKeys, AreTypeAndNumberAddedUp) {
@@ -208,9 +198,9 @@ TEST_F(FieldTable, AFileCutOffAnywhereFailsAtItsRead) {
 }
 
 TEST_F(FieldTable, LogsWhyItCannotBeLoaded) {
-  const auto changed = [this](const char* name, std::size_t at, const char* bytes) {
+  const auto changed = [this](const char* name, std::size_t at, const char* hex) {
     std::string image = kOneField;
-    return folder_.file(name, image.replace(at, std::strlen(bytes) / 2, host::bytes(bytes)));
+    return folder_.file(name, image.replace(at, std::strlen(hex) / 2, bytes(hex)));
   };
   const std::string good = folder_.file("good", kOneField), missing = folder_.path("missing");
   const std::string fits = good + std::string(255 - good.size(), ','), too_long = fits + ',';
@@ -257,7 +247,7 @@ TEST_F(FieldTable, Traces) {
   fbget_fldkey("AMOUNT");
   fbget_fldname(1);
   std::string shown;
-  for (const host::TraceEvent& event : host::take_trace()) shown += std::to_string(event.event) + event.text + '\n';
+  for (const TraceEvent& event : host::take_trace()) shown += std::to_string(event.event) + event.text + '\n';
   EXPECT_EQ(shown,
             "1fbget_fldkey(\"AMOUNT\")\n"
             "2fbget_fldkey = 402653185\n"

@@ -2,25 +2,17 @@
 // area; the length rules.
 #include "fb/fbtconv.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cfloat>
 #include <climits>
 #include <cmath>
-#include <cstring>
 #include <memory>
-#include <string>
 
 #include "fb/scratch.h"
-#include "tests/support/host.h"
-#include "tests/support/refusals.h"
-#include "tests/support/semantics.h"
-#include "vxa/fbuf.h"
+#include "tests/support/field_test.h"
 
 namespace {
 
-using fields::expect_refusals;
 using Byte = signed char;
 
 // The bytes of a number as they lie in memory.
@@ -129,7 +121,7 @@ TEST(NativeConversion, TracesTheValueByItsType) {
   for (int target = FB_CHAR; target <= FB_STRING; ++target) {
     const host::Tracing tracing;
     EXPECT_NE(fbtypecvt(nullptr, target, &number, FB_DOUBLE, 3), nullptr);
-    EXPECT_EQ(host::take_trace().back(), (host::TraceEvent{"fbtypecvt", 2, shown[target - 1]}));
+    EXPECT_EQ(host::take_trace().back(), (TraceEvent{"fbtypecvt", 2, shown[target - 1]}));
   }
 }
 
@@ -204,7 +196,7 @@ const Row kStoredRows[] = {
 };
 
 TEST(StoredConversion, MatrixCellByCell) {
-  const host::Semantics none(nullptr);
+  const Semantics none(nullptr);
   for (const Row& row : kStoredRows) {
     const Stored stored(row.type, row.source);
     for (int target = FB_CHAR; target <= FB_CARRAY; ++target) {
@@ -220,7 +212,7 @@ TEST(StoredConversion, MatrixCellByCell) {
 }
 
 TEST(StoredConversion, LongestNumberIsPrintedAside) {
-  const host::Semantics refusing("FDL_LEN=ERR");
+  const Semantics refusing("FDL_LEN=ERR");
   const Stored stored(FB_DOUBLE, of(-DBL_MAX));
   char out[400] = "untouched";
   int length = 310;
@@ -252,7 +244,7 @@ TEST(StoredConversion, LengthRules) {
       {FB_CARRAY, "FDL_LEN=ERR", 5, 1, 5, "12345###"},
   };
   for (const auto& read : kReads) {
-    const host::Semantics policy(read.policy);
+    const Semantics policy(read.policy);
     for (const Stored& stored : {Stored(FB_STRING, "12345"), Stored(FB_CARRAY, "12345"), Stored(FB_INT, of(12345))}) {
       SCOPED_TRACE(testing::Message() << read.target << ' ' << (read.policy ? read.policy : "none") << ' '
                                       << read.wanted);

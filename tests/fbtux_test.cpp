@@ -1,29 +1,15 @@
 // Fields as another type, and the compatibility operations: results, error codes, lengths, and what the trace hook
 // sees.
-#include <gtest/gtest.h>
-
 #include <cfloat>
 #include <climits>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <tuple>
 
 #include "fb/scratch.h"
-#include "tests/support/field_buffer.h"
-#include "tests/support/host.h"
-#include "tests/support/refusals.h"
-#include "tests/support/semantics.h"
-#include "vxa/xatmi.h"
+#include "tests/support/field_test.h"
 
 namespace {
-
-using fields::Buffer;
-using fields::expect_refusals;
-using fields::key;
-using fields::kFetched;
-using host::Semantics;
-using namespace fields::sample;
 
 constexpr short kMinusOne = -1;
 
@@ -50,7 +36,7 @@ TEST(PutAs, ConvertsToTheKeysType) {
   EXPECT_EQ(fbputt(buf, kLong, "-5", 2, FB_CARRAY), 1);
   EXPECT_EQ(fbputt(buf, kString, &number, 0, FB_DOUBLE), 1);
   EXPECT_EQ(fbputt(buf, kCarray, &number, 0, FB_DOUBLE), 1);
-  const std::string expected = host::bytes(
+  const std::string expected = bytes(
       "03 00 00 0c  7b 00 00 00"
       "04 00 00 10  fb ff ff ff"
       "07 00 00 1c  31 2e 35 30 30 30 30 30 00 __ __ __"
@@ -144,7 +130,7 @@ TEST(Change, AppendsReplacesInsertsAndRemoves) {
   EXPECT_EQ(fbchg_tu(buf, kInt, 3, &seven, 0), 1);
   EXPECT_EQ(fbchg_tu(buf, kInt, 1, nullptr, 0), 1);
   EXPECT_EQ(fbchg_tut(buf, kInt, 3, "12", 0, FB_STRING), 1);
-  const std::string changed = host::bytes(
+  const std::string changed = bytes(
       "03 00 00 0c 02 00 00 00  03 00 00 0c 00 00 00 00"
       "03 00 00 0c 07 00 00 00  03 00 00 0c 0c 00 00 00");
   EXPECT_EQ(buf.records(), changed);

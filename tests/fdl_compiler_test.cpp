@@ -5,22 +5,15 @@
 #include <CLI/Config.hpp>
 #include <CLI/Error.hpp>
 #include <CLI/Formatter.hpp>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <cstring>
 #include <filesystem>
-#include <string>
 #include <string_view>
-#include <utility>
 
 #include "fb/fbmap.h"
-#include "tests/support/host.h"
-#include "tests/support/temp_dir.h"
+#include "tests/support/test.h"
 #include "tools/commands.h"
 #include "tools/field_text.h"
 #include "tools/source_error.h"
-#include "vxa/fbuf.h"
 
 namespace {
 
@@ -57,10 +50,10 @@ std::string many_fields(int count) {
 TEST(FdlCompiler, ACollidingNameTakesTheNextSlotInACircle) {
   const FdlImage image = compiled("BA 2 int\nAB 1 int\n");
   const std::string rest_of_name(46, '\0');
-  EXPECT_EQ(image.bytes, host::bytes("b8 22 00 00  02 00 00 00  00 00 00 00") +  //
-                             "BA" + rest_of_name + host::bytes("02 00 00 0c") +  //
-                             "AB" + rest_of_name + host::bytes("01 00 00 0c") +  //
-                             host::bytes("02 00 00 0c  00 00 00 00   01 00 00 0c  01 00 00 00"));
+  EXPECT_EQ(image.bytes, bytes("b8 22 00 00  02 00 00 00  00 00 00 00") +  //
+                             "BA" + rest_of_name + bytes("02 00 00 0c") +  //
+                             "AB" + rest_of_name + bytes("01 00 00 0c") +  //
+                             bytes("02 00 00 0c  00 00 00 00   01 00 00 0c  01 00 00 00"));
   EXPECT_EQ(image.slots, 2);
   EXPECT_EQ(image.name_probes, 1.5);
   EXPECT_EQ(image.key_probes, 1.0);
@@ -70,8 +63,8 @@ TEST(FdlCompiler, TheLibraryFindsEveryFieldOfItsTables) {
   for (int count : {10, 512, 513, 3000}) {
     const std::string text = many_fields(count);
     const FdlImage image = compiled(text);
-    const host::TempDir folder;
-    const host::Environment environment("FDLFILE", folder.file("table", image.bytes).c_str());
+    const TempDir folder;
+    const Environment environment("FDLFILE", folder.file("table", image.bytes).c_str());
     fbkeynm_unload();
     double probes = 0;
     for (const Field& field : parse_field_text(text).fields) {
@@ -162,7 +155,7 @@ class FdlCommand : public testing::Test {
 
   void run(const std::string& arguments) { vxa_.parse("fdl " + arguments); }
 
-  host::TempDir folder_;
+  TempDir folder_;
   CLI::App vxa_;
 };
 
@@ -174,7 +167,7 @@ TEST_F(FdlCommand, WritesTableAndHeader) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             folder_.path("bank.fdl") + ": 1 fields in 1 slots; probes of a lookup: 1.00 by name, 1.00 by key\n" +
                 "# name, number, type\nAMOUNT  1         double\n");
-  EXPECT_THAT(folder_.contents(folder_.path("bank.h")), testing::HasSubstr("\n#define AMOUNT ((int)402653185) "));
+  EXPECT_THAT(folder_.contents(folder_.path("bank.h")), HasSubstr("\n#define AMOUNT ((int)402653185) "));
 }
 
 TEST_F(FdlCommand, LeavesEveryFileAsItWasWhenItFails) {
@@ -185,7 +178,7 @@ TEST_F(FdlCommand, LeavesEveryFileAsItWasWhenItFails) {
   EXPECT_THROW(run(folder_.file("bad.txt", "AMOUNT 1 money\n") + outputs), CLI::RuntimeError);
   EXPECT_THROW(run(folder_.file("name.txt", "A.B 1 int\n") + outputs), CLI::RuntimeError);
   EXPECT_THAT(testing::internal::GetCapturedStderr(),
-              testing::AllOf(testing::HasSubstr("bad.txt:1:10: "), testing::HasSubstr("name.txt:1:1: ")));
+              testing::AllOf(HasSubstr("bad.txt:1:10: "), HasSubstr("name.txt:1:1: ")));
   EXPECT_THROW(run(input + " -o " + table + " --header /dev/null"), std::runtime_error);
   EXPECT_THROW(run(input), std::runtime_error) << "would replace its own input";
   EXPECT_EQ(folder_.contents(input), "A 1 int\n");

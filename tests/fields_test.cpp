@@ -1,15 +1,9 @@
 // Operations on single fields: what they leave in the buffer, byte by byte, and what they refuse. Sequences of calls
 // are held against a model in fields_random_test.cpp.
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <cstdint>
-#include <cstring>
-#include <string>
 
-#include "tests/support/field_buffer.h"
-#include "tests/support/host.h"
-#include "tests/support/refusals.h"
+#include "tests/support/field_test.h"
 
 extern "C" {
 void* _find_matching_fldkey(const void* buf, int key, int nth);
@@ -22,13 +16,6 @@ int _clear_fcache(const void* buf);
 }
 
 namespace {
-
-using fields::Buffer;
-using fields::expect_refusals;
-using fields::key;
-using fields::kFetched;
-using host::bytes;
-using namespace fields::sample;
 
 const int kOne = 1;
 
@@ -274,8 +261,8 @@ TEST(FieldCalls, RefuseWhatIsMissing) {
   fbispres(buf, kInt, 0);
   fbgetval(nullptr, 5, -1, nullptr);
   const auto events = host::take_trace();
-  EXPECT_EQ(events[1], (host::TraceEvent{"fbispres", 2, "fbispres = 1"}));
-  EXPECT_EQ(events[2], (host::TraceEvent{"fbgetval", 1, "fbgetval(0, 5, -1, 0)"}));
+  EXPECT_EQ(events[1], (TraceEvent{"fbispres", 2, "fbispres = 1"}));
+  EXPECT_EQ(events[2], (TraceEvent{"fbgetval", 1, "fbgetval(0, 5, -1, 0)"}));
   EXPECT_EQ(buf.key_at(8), kInt);
   EXPECT_EQ(unknown.key_at(8), kUnknown);
   EXPECT_EQ(_get_fbval_to_usrloc(buf + 16, &value, nullptr), -1) << "a carray needs its length";

@@ -2,12 +2,9 @@
 // and is refused when there is no buffer.
 #include "vxa/fml.h"
 
-#include <gtest/gtest.h>
-
 #include <functional>
-#include <string>
 
-#include "tests/support/host.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -88,7 +85,7 @@ TEST(FmlNames, ForwardTheirArgumentsInOrder) {
       {"fbfprint(0, 0x60)", [=] { Ffprint(none, file); }},
       {"fbextread(0, 0x60)", [=] { Fextread(none, file); }},
   };
-  const host::Environment no_table("FDLFILE", nullptr);
+  const Environment no_table("FDLFILE", nullptr);
   const host::Tracing tracing;
   for (const auto& [forwarded, call, code] : kTable) {
     call();

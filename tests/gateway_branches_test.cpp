@@ -1,14 +1,11 @@
 // The states of transaction branches as the gateway keeps them, and the ledger that they change: verbs in and out of
 // order, what a lost connection and a new life leave, what two open branches may not do to each other's money.
-#include <gtest/gtest.h>
-
 #include <functional>
 
 #include "gateway/branches.h"
 #include "gateway/ledger.h"
 #include "gateway/store.h"
-#include "tests/support/temp_dir.h"
-#include "vxa/xa.h"
+#include "tests/support/test.h"
 
 namespace vxa::gateway {
 namespace {
@@ -158,7 +155,7 @@ TEST_F(GatewayBranches, LedgerRefusals) {
 
 // Three lives of a gateway on one file.
 TEST(GatewayStore, PreparedBranchesOutliveTheGateway) {
-  const host::TempDir folder;
+  const TempDir folder;
   const std::string file = folder.path("ledger.db");
   const Xid kept = branch_named("kept");
   const Xid dropped = branch_named("dropped");

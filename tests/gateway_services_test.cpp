@@ -1,6 +1,4 @@
 // The gateway and the library together: transactions over the ledger that outlive a kill, and commands as services.
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <csignal>
 
@@ -8,10 +6,7 @@
 #include "gateway/ledger.h"
 #include "gateway/ledger_fields.h"
 #include "tests/support/gateway_process.h"
-#include "tests/support/temp_dir.h"
-#include "vxa/fbuf.h"
-#include "vxa/xa.h"
-#include "vxa/xatmi.h"
+#include "tests/support/test.h"
 
 namespace vxa::gateway {
 namespace {
@@ -64,7 +59,7 @@ int balance_in(const Answer& answer) { return fbgetvali(answer.data.get(), field
 std::string message_in(const Answer& answer) { return fbgetvals(answer.data.get(), field::kMessage, 0); }
 
 TEST(GatewayLedger, MoneyMovesWithItsBranchOverAKill) {
-  const host::TempDir folder;
+  const TempDir folder;
   Options options;
   options.database = folder.path("ledger.db");
   XID opening = branch_named("opening");

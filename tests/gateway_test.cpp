@@ -1,11 +1,9 @@
 // The gateway from outside, in bytes: what it answers to requests, whole and damaged, and what its faults look like.
-#include <gtest/gtest.h>
-
 #include <csignal>
 
 #include "base/bytes.h"
 #include "tests/support/gateway_process.h"
-#include "tests/support/host.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -50,7 +48,7 @@ std::string verb(Verb verb, std::uint32_t flags = 0, std::uint32_t handle = 0xFF
               .flags = flags,
               .handle = handle,
               .rmid = 5,
-              .payload = host::bytes("0100000000000000 0100000000000000 0100000000000000 67 62")}
+              .payload = bytes("0100000000000000 0100000000000000 0100000000000000 67 62")}
       .bytes();
 }
 
@@ -167,8 +165,8 @@ Options with_faults(std::initializer_list<const char*> faults) {
 }
 
 TEST(GatewayFaults, DamageTheReply) {
-  const auto changed = [](std::size_t at, const char* bytes) {
-    return std::string(kEchoReply).replace(at, 4, host::bytes(bytes));
+  const auto changed = [](std::size_t at, const char* hex) {
+    return std::string(kEchoReply).replace(at, 4, bytes(hex));
   };
   const std::pair<const char*, std::string> cases[] = {{"magic=1", changed(0, "00000001")},
                                                        {"size=-1", changed(12, "ffffffff")},

@@ -1,21 +1,16 @@
 // libvxahost behind a program that has no log functions and no trace hook: preloaded, linked, and by `vxa trace`.
 // The build gives the paths of the library and the programs.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <regex.h>
 #include <sys/wait.h>
 
 #include <chrono>
 #include <cstdio>
-#include <string>
-#include <utility>
 
-#include "tests/support/temp_dir.h"
+#include "tests/support/test.h"
 
 namespace {
 
 using testing::AllOf;
-using testing::HasSubstr;
 using testing::Not;
 
 // A command's output, standard error included, and its wait status.
@@ -121,9 +116,9 @@ TEST(Host, ShowsWhatTheSpecificationSays) {
 TEST(Host, TracesIntoAFileAndAroundTheLog) {
   EXPECT_THAT(run_with("VESK_TRACE=on").output,
               HasSubstr(std::string("\nfbget_fldkey(\"NAME\") ...\n") + kLogOfTheKey + "fbget_fldkey = 0 [0 : "));
-  const host::TempDir dir;
+  const TempDir dir;
   EXPECT_EQ(run_with("VESK_TRACE=on VXA_TRACE_FILE=" + dir.path("trace")).output, kWithHost + kLog);
-  EXPECT_THAT(host::TempDir::contents(dir.path("trace")),
+  EXPECT_THAT(TempDir::contents(dir.path("trace")),
               testing::ContainsRegex("business.[0-9]+. fballoc.1, 2. = 0x[0-9a-f]+  <"));
 }
 
@@ -150,7 +145,7 @@ TEST(TraceCommand, RunsTheProgramUnderTheSpecification) {
                                                   {"sh -c 'kill -PIPE $$; exit 5'", 141}};  // SIGPIPE acts again
   for (const auto& [program, status] : statuses)
     EXPECT_EQ(WEXITSTATUS(run(trace + "-- " + program).status), status) << program;
-  const host::TempDir dir;
+  const TempDir dir;
   EXPECT_EQ(
       run("cd " + dir.path() + "; " + trace + "-o trace --spec atmi::/fbis*/system:x --allow x -- " BUSINESS).output,
       kWithHost);

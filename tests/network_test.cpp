@@ -1,8 +1,6 @@
 // Sockets on loopback: transfers against peers that are slow or stop anywhere, connections, listening, flags.
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <netdb.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -10,21 +8,16 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
-#include <string>
 #include <thread>
 
 #include "base/descriptor.h"
-#include "tests/support/host.h"
 #include "tests/support/peer.h"
-#include "vxa/vxa_host.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using host::LogRecord;
 using peer::Interruptions;
 using peer::Stream;
-using testing::ElementsAre;
-using testing::IsEmpty;
 using vxa::Descriptor;
 using namespace std::chrono_literals;
 

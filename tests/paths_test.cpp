@@ -1,18 +1,9 @@
 // Paths: taking apart, normalising, creating, and the names of the manager's files.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstring>
-#include <string>
-#include <utility>
-
-#include "tests/support/host.h"
-#include "tests/support/temp_dir.h"
-#include "vxa/vxa_host.h"
+#include "tests/support/test.h"
 
 namespace {
-
-using host::Environment;
 
 std::string text_of(const char* text) { return text ? text : "(null)"; }
 
@@ -59,7 +50,7 @@ TEST(Paths, NormalisedAndEndedWithASlash) {
 }
 
 TEST(Paths, DirectoriesCreatedWithTheirParents) {
-  const host::TempDir dir;
+  const TempDir dir;
   const mode_t mask = umask(027);
   EXPECT_EQ(_vesk_create_dir(dir.path("b//c/\\").c_str()), 0);
   umask(mask);

@@ -1,6 +1,5 @@
 // Signals, daemons, core dumps, commands and waiting, in real processes.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -13,16 +12,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <string>
 
 #include "base/descriptor.h"
-#include "tests/support/host.h"
-#include "tests/support/temp_dir.h"
-#include "vxa/vxa_host.h"
+#include "tests/support/test.h"
 
 namespace {
-
-using host::Environment;
 
 // What a child process wrote to its report, and how it ended.
 struct Child {
@@ -92,7 +86,7 @@ TEST(Signals, HandlersInterruptCallsAndGiveTheOneBefore) {
 }
 
 TEST(Daemon, LeavesEverythingBehind) {
-  const host::TempDir dir;
+  const TempDir dir;
   const Child child = in_child([&] {
     const vxa::Descriptor low(open("/dev/null", O_RDONLY | O_CLOEXEC));
     const pid_t started_by = getpid();
@@ -109,7 +103,7 @@ TEST(Daemon, LeavesEverythingBehind) {
   });
   EXPECT_EQ(child.status, 0) << "the parent ends well";
   EXPECT_EQ(child.report, "111000 /dev/null /dev/null /dev/null /tmp");
-  EXPECT_EQ(host::TempDir::contents(dir.path("output")), "once") << "buffered output is written by one process";
+  EXPECT_EQ(TempDir::contents(dir.path("output")), "once") << "buffered output is written by one process";
 }
 
 TEST(Daemon, DetachesFromTheConsole) {
@@ -121,7 +115,7 @@ TEST(Daemon, DetachesFromTheConsole) {
 }
 
 TEST(CoreDump, GoesToItsDirectoryOnce) {
-  const host::TempDir dir;
+  const TempDir dir;
   // SIGURG does nothing by default, so that the process lives on and can be asked.
   const Child child = in_child([&] {
     rlimit limit;
@@ -142,7 +136,7 @@ TEST(CoreDump, GoesToItsDirectoryOnce) {
 }
 
 TEST(CoreDump, DirectoryOfTheInstallation) {
-  const host::TempDir dir;
+  const TempDir dir;
   const std::string log = dir.path("log/slog");
   std::filesystem::create_directories(log);
   const std::string slashes(247 - dir.path().size(), '/');

@@ -1,19 +1,11 @@
 // Argument vectors, dumps, descriptor questions, service names and system queue keys.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "base/descriptor.h"
 #include "base/heap.h"
 #include "tests/support/peer.h"
-#include "vxa/vxa_host.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
 using vxa::HeapPtr;
 
 // Takes the vector over.

@@ -2,16 +2,10 @@
 // structs that the compiler lays out.
 #include "tools/sdl_compiler.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 
-#include "tests/support/host.h"
-#include "tests/support/temp_dir.h"
+#include "tests/support/test.h"
 #include "tools/source_error.h"
-#include "vxa/vxa_host.h"
-#include "vxa/xatmi.h"
 
 namespace {
 
@@ -28,16 +22,15 @@ constexpr const char* kText =
 std::string padded(const std::string& text, std::size_t size) { return text + std::string(size - text.size(), '\0'); }
 
 std::string member(const char* name, const char* key_and_type, const char* null_value, const char* numbers) {
-  return padded(name, 32) + host::bytes(key_and_type) + padded(null_value, 36) + host::bytes(numbers) +
-         std::string(4, '\0');
+  return padded(name, 32) + bytes(key_and_type) + padded(null_value, 36) + bytes(numbers) + std::string(4, '\0');
 }
 
 TEST(SdlCompiler, MakesTheFileByteForByte) {
   // short at 0, six bytes of tags at 2, double at 8: 16 bytes in memory, 2 + 6 + 8 = 16 on the wire.
   const std::string expected =
-      host::bytes("61 1e 00 00  01 00 00 00  03 00 00 00") + padded("item", 16) + std::string(16, '\0') +
-      host::bytes("00 00 00 00  02 00 00 00") + std::string(8, '\0') +
-      host::bytes("10 00 00 00  00 00 00 00  10 00 00 00  00 00 00 00") +
+      bytes("61 1e 00 00  01 00 00 00  03 00 00 00") + padded("item", 16) + std::string(16, '\0') +
+      bytes("00 00 00 00  02 00 00 00") + std::string(8, '\0') +
+      bytes("10 00 00 00  00 00 00 00  10 00 00 00  00 00 00 00") +
       member("code", "01 00 00 08  02 00 00 00", "", "01 00 00 00  00 00 00 00  00 00 00 00") +
       member("tag", "02 00 00 20  08 00 00 00", "x\"", "06 00 00 00  03 00 00 00  02 00 00 00") +
       member("price", "03 00 00 18  06 00 00 00", "-0.5", "01 00 00 00  00 00 00 00  08 00 00 00");
@@ -45,7 +38,7 @@ TEST(SdlCompiler, MakesTheFileByteForByte) {
 }
 
 TEST(SdlCompiler, CompileAndDumpAreInverse) {
-  host::Environment unset("FDLFILE", nullptr);
+  Environment unset("FDLFILE", nullptr);
   const std::string image = compile_structs(parse_struct_text(kText));
   EXPECT_EQ(compile_structs(parse_struct_text(struct_text(structs_of_image(image)))), image);
   for (std::size_t length = 0; length < image.size(); ++length)
@@ -53,7 +46,7 @@ TEST(SdlCompiler, CompileAndDumpAreInverse) {
 }
 
 TEST(SdlCompiler, SaysWhereTheTextIsWrong) {
-  host::Environment unset("FDLFILE", nullptr);
+  Environment unset("FDLFILE", nullptr);
   const struct {
     const char* text;
     const char* place;
@@ -78,16 +71,16 @@ TEST(SdlCompiler, SaysWhereTheTextIsWrong) {
       parse_struct_text(c.text);
       ADD_FAILURE() << "accepted: " << c.text;
     } catch (const SourceErrors& errors) {
-      EXPECT_THAT(errors.report("t"), testing::AllOf(testing::StartsWith(c.place), testing::HasSubstr(c.says)));
+      EXPECT_THAT(errors.report("t"), testing::AllOf(testing::StartsWith(c.place), HasSubstr(c.says)));
     }
   }
 }
 
 TEST(SdlCompiler, HeaderDeclaresWhatTheCompilerLaysOut) {
   const std::string header = struct_header(parse_struct_text(kText), "item.txt");
-  EXPECT_THAT(header, testing::HasSubstr("struct item {\n  short code;\n  char tag[2][3];\n  double price;\n};\n"));
-  EXPECT_THAT(header, testing::HasSubstr("(sizeof(struct item) == 16) ? 1 : -1"));
-  EXPECT_THAT(header, testing::HasSubstr("(offsetof(struct item, price) == 8) ? 1 : -1"));
+  EXPECT_THAT(header, HasSubstr("struct item {\n  short code;\n  char tag[2][3];\n  double price;\n};\n"));
+  EXPECT_THAT(header, HasSubstr("(sizeof(struct item) == 16) ? 1 : -1"));
+  EXPECT_THAT(header, HasSubstr("(offsetof(struct item, price) == 8) ? 1 : -1"));
 }
 
 struct item {
@@ -97,9 +90,9 @@ struct item {
 };
 
 TEST(SdlCompiler, LibraryConvertsWithTheCompiledDescription) {
-  const host::TempDir folder;
+  const TempDir folder;
   const std::string file = folder.file("item.sdl", compile_structs(parse_struct_text(kText)));
-  const host::Environment list("SDLFILE64", file.c_str());
+  const Environment list("SDLFILE64", file.c_str());
   ASSERT_EQ(_sdlfile_load(), 1);
   auto* data = reinterpret_cast<item*>(tpalloc("STRUCT", "item", 0));
   ASSERT_NE(data, nullptr);
@@ -109,7 +102,7 @@ TEST(SdlCompiler, LibraryConvertsWithTheCompiledDescription) {
   auto* encoded = static_cast<vesk_msg_header*>(_vesk_encode_odata(message));
   ASSERT_NE(encoded, nullptr);
   EXPECT_EQ(std::string(reinterpret_cast<char*>(encoded + 1), 16),
-            host::bytes("01 02  61 62 00 63 00 00  3f f0 00 00 00 00 00 00"));
+            bytes("01 02  61 62 00 63 00 00  3f f0 00 00 00 00 00 00"));
   std::free(encoded);
 }
 

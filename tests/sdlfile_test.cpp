@@ -1,21 +1,7 @@
 // Struct description files: lists of them, joining, renumbering, and every way in which one can be broken.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "tests/support/host.h"
-#include "tests/support/temp_dir.h"
-#include "vxa/vxa_host.h"
-#include "vxa/xatmi.h"
+#include "tests/support/test.h"
 
 namespace {
-
-using host::bytes;
-using host::Environment;
-using host::LogRecord;
-using testing::ElementsAre;
 
 std::string word(int value) { return {reinterpret_cast<const char*>(&value), 4}; }
 std::string text(const std::string& value, std::size_t size) { return value + std::string(size - value.size(), '\0'); }
@@ -66,7 +52,7 @@ class StructFile : public testing::Test {
     EXPECT_EQ(_sdl_field_table_size, 0);
   }
 
-  host::TempDir folder_;
+  TempDir folder_;
   std::string one_ = folder_.file("one.sdl", first_file() + "what follows is ignored");
   std::string two_ = folder_.file("two.sdl", second_file());
 };

@@ -1,10 +1,5 @@
 // The settings of VESK_SEMANTICS: what a text makes of the policies, and what a bad one leaves alone.
-#include <gtest/gtest.h>
-
-#include <string>
-
-#include "tests/support/host.h"
-#include "vxa/vxa_host.h"
+#include "tests/support/test.h"
 
 extern "C" int _get_sem_value(const char* item);
 extern "C" int _get_sem_key(const char** cursor);
@@ -22,7 +17,7 @@ class Semantics : public testing::Test {
   void TearDown() override { SetUp(); }
 
   static int read(const char* text) {
-    const host::Environment set("VESK_SEMANTICS", text);
+    const Environment set("VESK_SEMANTICS", text);
     return _vesk_read_semantics();
   }
 };

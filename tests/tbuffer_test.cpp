@@ -1,14 +1,5 @@
 // Typed buffers: what each type is granted, what resizing keeps and cuts, what is refused, and what is traced.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <utility>
-#include <vector>
-
-#include "tests/support/host.h"
-#include "vxa/vxa_host.h"
-#include "vxa/xatmi.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -38,18 +29,17 @@ TEST(TypedBuffer, GrantsTheMinimumOfItsTypeOrMore) {
 
 TEST(TypedBuffer, HeaderStandsInFrontByteForByte) {
   char* data = tpalloc("FIELD", "ignored", 100);
-  const std::string expected = host::bytes("82 20 35 90 00000000 02000000 08040000") + std::string(100, '\0') +
-                               host::bytes("00 00 00 02") + std::string(16, '\0') +
-                               host::bytes("b8 22 00 00  08 00 00 00");
+  const std::string expected = bytes("82 20 35 90 00000000 02000000 08040000") + std::string(100, '\0') +
+                               bytes("00 00 00 02") + std::string(16, '\0') + bytes("b8 22 00 00  08 00 00 00");
   EXPECT_EQ(std::string(data - 136, 144), expected);
   tpfree(data);
 }
 
 TEST(TypedBuffer, StringNullSettingIsReadForEveryBuffer) {
-  const host::Environment set("VESK_STRING_NULL", "yes");
+  const Environment set("VESK_STRING_NULL", "yes");
   char* text = tpalloc("STRING", nullptr, 2000);
   EXPECT_EQ(capacity(text), 2001);
-  const host::Environment otherwise("VESK_STRING_NULL", "no");
+  const Environment otherwise("VESK_STRING_NULL", "no");
   text = tprealloc(text, 3000);
   EXPECT_EQ(capacity(text), 3000);
   tpfree(text);
@@ -102,15 +92,15 @@ TEST(TypedBuffer, TracesTwoEventsACall) {
   const host::Tracing tracing;
   tpfree(tpalloc("HEADER", "sub", 0));
   tpalloc(nullptr, nullptr, 5);
-  const std::vector<host::TraceEvent> events = host::take_trace();
+  const std::vector<TraceEvent> events = host::take_trace();
   ASSERT_EQ(events.size(), 6u);
-  EXPECT_EQ(events[0], (host::TraceEvent{"tpalloc", 1, "tpalloc(\"HEADER\", \"sub\", 0)"}));
+  EXPECT_EQ(events[0], (TraceEvent{"tpalloc", 1, "tpalloc(\"HEADER\", \"sub\", 0)"}));
   EXPECT_EQ(events[1].event, 2);
   EXPECT_THAT(events[1].text, testing::MatchesRegex("tpalloc = 0x[0-9a-f]+"));
   EXPECT_THAT(events[2].text, testing::MatchesRegex("tpfree.0x[0-9a-f]+."));
-  EXPECT_EQ(events[3], (host::TraceEvent{"tpfree", 2, "tpfree"}));
-  EXPECT_EQ(events[4], (host::TraceEvent{"tpalloc", 1, "tpalloc(\"\", \"\", 5)"}));
-  EXPECT_EQ(events[5], (host::TraceEvent{"tpalloc", 4, "tpalloc = NULL [4 :  ]"}));
+  EXPECT_EQ(events[3], (TraceEvent{"tpfree", 2, "tpfree"}));
+  EXPECT_EQ(events[4], (TraceEvent{"tpalloc", 1, "tpalloc(\"\", \"\", 5)"}));
+  EXPECT_EQ(events[5], (TraceEvent{"tpalloc", 4, "tpalloc = NULL [4 :  ]"}));
 }
 
 }  // namespace

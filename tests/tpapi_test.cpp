@@ -1,19 +1,12 @@
 // Service calls: request images, input checks, replies of every kind, descriptors, parking and waiting.
 #include "xa/tpapi.h"
 
-#include <cstring>
-
 #include "tests/support/link_test.h"
 #include "tests/support/structs.h"
 #include "xa/etc.h"
 #include "xa/match.h"
 
 namespace {
-
-using host::LogRecord;
-using peer::LinkTest;
-using peer::Wire;
-using testing::ElementsAre;
 
 // What a call returned, and tperrno behind it.
 using Outcome = std::pair<int, int>;
@@ -65,16 +58,16 @@ TEST_F(ServiceTest, CallSendsTheBufferAndDeliversTheReply) {
   gateway.send(Wire{.type = 3, .size = 1024, .msgtype = 1003, .result = 0xfffffffe, .payload = "reply"});
   EXPECT_EQ(tpcall("A_SERVICE_WITH_32_CHARACTERS_...", in.data, 0, &out.data, &out.length, TPNOTRAN), 1);
   EXPECT_EQ(gateway.message(),
-            host::bytes("90 35 20 82  00 00 00 01  00 00 00 03  00 00 04 00"  // magic, seqno, type, size
-                        "00 00 00 03  00 00 00 00  00 00 00 00  00 00 00 00"  // msgtype
-                        "00 00 00 00  00 00 00 00  0a 0b 0c 0d  00 00 00 01"  // txid
-                        "00 00 00 01") +                                      //
+            bytes("90 35 20 82  00 00 00 01  00 00 00 03  00 00 04 00"  // magic, seqno, type, size
+                  "00 00 00 03  00 00 00 00  00 00 00 00  00 00 00 00"  // msgtype
+                  "00 00 00 00  00 00 00 00  0a 0b 0c 0d  00 00 00 01"  // txid
+                  "00 00 00 01") +                                      //
                 std::string(16, '\0') +
-                "A_SERVICE_WITH_32_CHARACTERS_.." +                               // subtype, svcname
-                host::bytes("00"                                                  //
-                            "00 00 00 04  0a 00 00 08  00 00 00 00  00 00 00 00"  // datalen, flags, cd
-                            "10 00 00 00  00 00 00 00  00 00 00 00  00 00 00 00"  // reqctl
-                            "00 00 00 00  61 62 63 00"));
+                "A_SERVICE_WITH_32_CHARACTERS_.." +                         // subtype, svcname
+                bytes("00"                                                  //
+                      "00 00 00 04  0a 00 00 08  00 00 00 00  00 00 00 00"  // datalen, flags, cd
+                      "10 00 00 00  00 00 00 00  00 00 00 00  00 00 00 00"  // reqctl
+                      "00 00 00 00  61 62 63 00"));
   EXPECT_TRUE(gateway.quiet());
   EXPECT_STREQ(in.data, "abc");
   EXPECT_EQ(out.shown(), "STRING reply");

@@ -1,24 +1,12 @@
 // Trace specifications: the settings that each text makes, and what is wrong with the bad ones.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "base/heap.h"
-#include "tests/support/host.h"
+#include "tests/support/test.h"
 #include "trace/spec.h"
-#include "vxa/vxa_host.h"
 
 namespace {
-
-using host::LogRecord;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 const std::string kInvalid = "5002 Invalid trace specification : ";
 const std::string kIncomplete = "5001 Invalid trace specification";
@@ -116,7 +104,7 @@ TEST_F(TraceSpecification, RefusedOnes) {
       reset();
       EXPECT_EQ(_parse_trace(spec, 0), -1) << spec;
       EXPECT_THAT(host::take_log(), ElementsAre(LogRecord{0, 2, c.code, c.text})) << spec;
-      EXPECT_THAT(settings(), testing::HasSubstr(std::string(" ") + c.names + " ")) << spec;
+      EXPECT_THAT(settings(), HasSubstr(std::string(" ") + c.names + " ")) << spec;
       EXPECT_EQ(_action, 0) << spec;
     }
   }
@@ -125,11 +113,11 @@ TEST_F(TraceSpecification, RefusedOnes) {
 TEST_F(TraceSpecification, ComesFromTheEnvironmentWhenNoneIsGiven) {
   _level = 5;
   _action = 6;
-  const host::Environment unset("VESK_TRACE", nullptr);
+  const Environment unset("VESK_TRACE", nullptr);
   EXPECT_EQ(_parse_trace(nullptr, 0), 1);
   EXPECT_EQ(settings(), "5 6 -1 - - ");
   EXPECT_EQ(_tmtrace, 2);
-  const host::Environment set("VESK_TRACE", "xa");
+  const Environment set("VESK_TRACE", "xa");
   EXPECT_EQ(_parse_trace(nullptr, 0), 1);
   EXPECT_EQ(settings(), "4 100000 -1 - - ");
   EXPECT_EQ(_tmtrace, 1);

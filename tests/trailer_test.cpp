@@ -1,18 +1,9 @@
 // Trailers: what adding, finding and removing entries leaves in the header and behind the data, and damaged areas.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
 #include <tuple>
 
-#include "tests/support/host.h"
-#include "vxa/vxa_host.h"
-#include "vxa/xatmi.h"
+#include "tests/support/test.h"
 
 namespace {
-
-using host::bytes;
 
 constexpr unsigned kFree = 0x02000000;
 constexpr unsigned kPresent = 0x04000000;
@@ -54,8 +45,7 @@ TEST_F(Trailer, FillsTheReserveEntryByEntry) {
   EXPECT_EQ(std::string(data_ + 10, 62), bytes("07 0a") + "0123456789" + bytes("ff 30") + std::string(48, 'x'));
   host::take_log();
   EXPECT_EQ(add(1, "y"), -1);
-  EXPECT_THAT(host::take_log(),
-              testing::ElementsAre(host::LogRecord{0, 2, "COM0050", "0209 internal error : trailer error"}));
+  EXPECT_THAT(host::take_log(), ElementsAre(LogRecord{0, 2, "COM0050", "0209 internal error : trailer error"}));
   EXPECT_EQ(state(), Header(72, 1088, kPresent | 62));
   EXPECT_EQ(found(7, 10), "0123456789");
   EXPECT_EQ(found(255, 64), std::string(48, 'x'));

@@ -6,18 +6,12 @@
 #include <sys/socket.h>
 
 #include <chrono>
-#include <cstring>
 #include <sstream>
 
 #include "tests/support/link_test.h"
 #include "xa/openstr.h"
 
 namespace {
-
-using peer::Console;
-using peer::kRmid;
-using peer::LinkTest;
-using peer::Wire;
 
 XID branch() {
   XID xid{};
@@ -35,7 +29,7 @@ TEST(Switch, IsLaidOutAsTheStandardHasIt) {
                              reinterpret_cast<void*>(vesk_xa_commit),   reinterpret_cast<void*>(vesk_xa_recover),
                              reinterpret_cast<void*>(vesk_xa_forget),   reinterpret_cast<void*>(vesk_xa_complete)};
   // Name, flags 0, version 40.
-  const std::string image = "VeskXA" + std::string(26, '\0') + host::bytes("0000000000000000 2800000000000000") +
+  const std::string image = "VeskXA" + std::string(26, '\0') + bytes("0000000000000000 2800000000000000") +
                             std::string(reinterpret_cast<const char*>(entries), sizeof entries);
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(&veskxaosw), sizeof veskxaosw), image);
 }
@@ -168,14 +162,14 @@ TEST_F(LinkTest, StartSendsTheBranchAndTakesTheTransaction) {
   EXPECT_EQ(txid[1], 5);
   EXPECT_EQ(txid[2], static_cast<std::int32_t>(0x80000001));
   EXPECT_EQ(gateway.message(),
-            host::bytes("90 35 20 82  00 00 00 00  00 00 00 04  00 00 00 a6"      // magic, seqno, type, size
-                        "00 00 00 95") +                                          // msgtype 149
-                std::string(80, '\0') +                                           // result, txid, texts
-                host::bytes("00 00 00 1e  00 20 00 00  00 00 00 00  00 00 00 00"  // datalen, flags
-                            "00 00 00 00  00 00 00 00  ff ff ff ff  00 00 00 07"  // handle, rmid
-                            "00 00 00 00"
-                            "01 00 00 00 00 00 00 00  04 00 00 00 00 00 00 00"
-                            "02 00 00 00 00 00 00 00  47 30 30 31 42 31"));
+            bytes("90 35 20 82  00 00 00 00  00 00 00 04  00 00 00 a6"      // magic, seqno, type, size
+                  "00 00 00 95") +                                          // msgtype 149
+                std::string(80, '\0') +                                     // result, txid, texts
+                bytes("00 00 00 1e  00 20 00 00  00 00 00 00  00 00 00 00"  // datalen, flags
+                      "00 00 00 00  00 00 00 00  ff ff ff ff  00 00 00 07"  // handle, rmid
+                      "00 00 00 00"
+                      "01 00 00 00 00 00 00 00  04 00 00 00 00 00 00 00"
+                      "02 00 00 00 00 00 00 00  47 30 30 31 42 31"));
   EXPECT_TRUE(gateway.quiet());
 }
 

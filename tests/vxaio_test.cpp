@@ -4,21 +4,15 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <thread>
 
 #include "tests/support/link_test.h"
 #include "tests/support/structs.h"
-#include "vxa/fbuf.h"
 #include "xa/console.h"
 #include "xa/recvq.h"
 
 namespace {
 
-using peer::Console;
-using peer::LinkTest;
-using peer::Stream;
-using peer::Wire;
 using peer::word;
 using vxa::Message;
 using vxa::payload_of;
@@ -111,9 +105,9 @@ TEST(ReadMessage, BelievesNoLength) {
 
 // Damage itself is the codec's affair; here it ends the read, whatever type leads to the field decoder.
 TEST(ReadMessage, DecodesFieldsOrFails) {
-  const std::string record = word(8 << 24 | 5) + host::bytes("01 02 __ __");
+  const std::string record = word(8 << 24 | 5) + bytes("01 02 __ __");
   const Read fields{Wire{.type = 2, .size = 1032, .msgtype = 1003, .payload = word(8888) + word(16) + record}};
-  EXPECT_EQ(fields.payload(16), host::bytes("b8 22 00 00  10 00 00 00  05 00 00 08  02 01 __ __"));
+  EXPECT_EQ(fields.payload(16), bytes("b8 22 00 00  10 00 00 00  05 00 00 08  02 01 __ __"));
   EXPECT_EQ(fields.message->datalen, 16);
   EXPECT_EQ(fields.message->size, 1032);
   for (const std::uint32_t type : {2u, 11u, 12u}) {
@@ -152,7 +146,7 @@ TEST_F(LinkTest, WritesWithoutChangingTheMessage) {
 
   // A field buffer with short field 5 = 0x0102 travels encoded; a damaged one does not travel.
   auto* buf = static_cast<char*>(fballoc(1, 8));
-  const std::string host_form = host::bytes("b8 22 00 00  10 00 00 00  05 00 00 08  02 01 __ __");
+  const std::string host_form = bytes("b8 22 00 00  10 00 00 00  05 00 00 08  02 01 __ __");
   std::memcpy(buf, host_form.data(), host_form.size());
   header = reinterpret_cast<vesk_msg_header*>(buf - 136);
   header->msgtype = 3;
@@ -162,7 +156,7 @@ TEST_F(LinkTest, WritesWithoutChangingTheMessage) {
                                      .size = 1032,
                                      .msgtype = 3,
                                      .reqctl = 0x02000000,
-                                     .payload = host::bytes("00 00 22 b8  00 00 00 10  08 00 00 05  01 02 __ __")})
+                                     .payload = bytes("00 00 22 b8  00 00 00 10  08 00 00 05  01 02 __ __")})
                                    .bytes());
   EXPECT_EQ(std::string(buf, 16), host_form);
   EXPECT_EQ(header->datalen, 16);

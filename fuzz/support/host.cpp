@@ -5,37 +5,24 @@
 
 #include "vxa/vxa_host.h"
 
-namespace {
-
-void format_and_drop(const char* format, va_list values) {
-  char text[512];
-  std::vsnprintf(text, sizeof text, format, values);
-}
-
-}  // namespace
-
 extern "C" int _vesk_check_loglvl(int) { return 1; }
 
 extern "C" int _real_errwork(int, int, const char*, const char* format, ...) {
+  char text[512];
   va_list values;
   va_start(values, format);
-  format_and_drop(format, values);
+  std::vsnprintf(text, sizeof text, format, values);
   va_end(values);
   return 1;
 }
 
-extern "C" int vesk_errwork(int, int, const char*, const char* format, ...) {
-  va_list values;
-  va_start(values, format);
-  format_and_drop(format, values);
-  va_end(values);
-  return 1;
-}
+extern "C" [[gnu::alias("_real_errwork")]] int vesk_errwork(int, int, const char*, const char*, ...);
 
 extern "C" int _vesk_trace(const char*, int, int, const char* format, ...) {
+  char text[512];
   va_list values;
   va_start(values, format);
-  format_and_drop(format, values);
+  std::vsnprintf(text, sizeof text, format, values);
   va_end(values);
   return 1;
 }

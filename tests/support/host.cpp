@@ -1,5 +1,6 @@
 #include "tests/support/host.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -23,8 +24,6 @@ std::string formatted(const char* format, va_list values) {
   return text;
 }
 
-int hex_digit(char c) { return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10; }
-
 }  // namespace
 
 std::vector<LogRecord> take_log() { return std::exchange(records, {}); }
@@ -36,31 +35,19 @@ Tracing::Tracing() {
 }
 Tracing::~Tracing() { --tracing; }
 
-Environment::Environment(const char* name, const char* value) : name_(name), was_set_(std::getenv(name) != nullptr) {
-  if (was_set_) before_ = std::getenv(name);
-  if (value)
-    setenv(name, value, 1);
-  else
-    unsetenv(name);
+Environment::Environment(const char* name, const char* value) : name_(name) {
+  if (const char* before = std::getenv(name)) before_ = before;
+  set(value);
 }
 
-Environment::~Environment() {
-  if (was_set_)
-    setenv(name_.c_str(), before_.c_str(), 1);
-  else
-    unsetenv(name_.c_str());
-}
+void Environment::set(const char* value) const { value ? setenv(name_.c_str(), value, 1) : unsetenv(name_.c_str()); }
 
-std::string bytes(const char* hex) {
+std::string bytes(std::string hex) {
+  std::erase(hex, ' ');
+  std::ranges::replace(hex, '_', '0');
   std::string out;
-  for (; *hex; ++hex) {
-    if (*hex == ' ' || *hex == '\n') continue;
-    if (*hex == '_')
-      out.push_back('\0');
-    else
-      out.push_back(static_cast<char>(hex_digit(hex[0]) << 4 | hex_digit(hex[1])));
-    ++hex;
-  }
+  for (std::size_t at = 0; at < hex.size(); at += 2)
+    out.push_back(static_cast<char>(std::stoi(hex.substr(at, 2), nullptr, 16)));
   return out;
 }
 
@@ -78,13 +65,8 @@ extern "C" int _real_errwork(int flag, int level, const char* code, const char* 
   return 1;
 }
 
-extern "C" int vesk_errwork(int flag, int level, const char* code, const char* format, ...) {
-  va_list values;
-  va_start(values, format);
-  records.push_back({flag, level, code, formatted(format, values)});
-  va_end(values);
-  return 1;
-}
+extern "C" [[gnu::alias("_real_errwork")]] int vesk_errwork(int flag, int level, const char* code, const char* format,
+                                                            ...);
 
 extern "C" int _vesk_trace(const char* name, int, int event, const char* format, ...) {
   if (!tracing) return 1;

@@ -1,6 +1,7 @@
 // The host process as the tests play it: it keeps the library's log records and trace events for inspection.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,15 +39,16 @@ struct Tracing {
 class Environment {
  public:
   Environment(const char* name, const char* value);
-  ~Environment();
+  ~Environment() { set(before_ ? before_->c_str() : nullptr); }
 
  private:
+  void set(const char* value) const;
+
   std::string name_;
-  std::string before_;
-  bool was_set_;
+  std::optional<std::string> before_;
 };
 
 // "0a 1b __" to the bytes it shows, blanks skipped; "__" stands for a byte 0.
-std::string bytes(const char* hex);
+std::string bytes(std::string hex);
 
 }  // namespace host

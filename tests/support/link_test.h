@@ -1,16 +1,10 @@
 // A test with an open link: the library on one end, a scripted gateway on the other.
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstdio>
 
-#include "tests/support/host.h"
 #include "tests/support/peer.h"
-#include "vxa/vxa_host.h"
-#include "vxa/xa.h"
-#include "vxa/xatmi.h"
+#include "tests/support/test.h"
 #include "xa/vxaio.h"
 
 namespace peer {
@@ -58,3 +52,9 @@ class LinkTest : public testing::Test {
 };
 
 }  // namespace peer
+
+using peer::Console;
+using peer::kRmid;
+using peer::LinkTest;
+using peer::Stream;
+using peer::Wire;

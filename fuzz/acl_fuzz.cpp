@@ -1,20 +1,11 @@
 // Access list files: whatever the text, every entry of the list is a masked network that lets itself in.
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-
+#include "fuzz/memory_file.h"
 #include "vxa/vxa_host.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const int file = memfd_create("acl", 0);
-  if (file < 0 || write(file, data, size) != static_cast<ssize_t>(size)) std::abort();
-  const std::string path = "/proc/self/fd/" + std::to_string(file);
-  vesk_acl* list = _acl_create(path.c_str(), 0);
-  close(file);
+  static const fuzz::MemoryFile file;
+  file.hold(data, size);
+  vesk_acl* list = _acl_create(file.path().c_str(), 0);
   if (!list) std::abort();
 
   int count = 0;

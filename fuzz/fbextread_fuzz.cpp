@@ -1,13 +1,8 @@
 // Text assignments of any kind, on a small buffer; the first byte picks the length policy. What comes out is listed.
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <string>
 
 #include "base/file.h"
+#include "fuzz/memory_file.h"
 #include "tests/support/field_buffer.h"
 #include "tests/support/field_table.h"
 #include "vxa/vxa_host.h"
@@ -22,10 +17,9 @@ void use_field_table() {
     const auto slot = static_cast<std::size_t>(type - 1);
     table.name(slot, fbget_strfldtype(key), key).key(slot, key, type - 1);
   }
-  const int fd = memfd_create("fdl", 0);
-  const std::string& bytes = table.bytes();
-  if (write(fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) std::abort();
-  setenv("FDLFILE", ("/proc/self/fd/" + std::to_string(fd)).c_str(), 1);
+  static const fuzz::MemoryFile file;
+  file.hold(table.bytes().data(), table.bytes().size());
+  setenv("FDLFILE", file.path().c_str(), 1);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include "base/file.h"
@@ -20,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     image.insert(0, reinterpret_cast<const char*>(&header), sizeof header);
   }
   const vxa::FilePtr stream{fmemopen(image.data(), image.size(), "r")};
-  const fields::Buffer buf;
+  fields::Buffer buf;
   const bool loaded = fbread(buf, stream.get()) == 1;
   if (!loaded && (fbisfbuf(buf) != 1 || fbget_used(buf) != 8)) std::abort();
 
@@ -32,7 +31,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (int nth = fbkeyoccur(buf, key) - 1; nth >= 0 && nth < 8; --nth) fbgetlen(buf, key, nth);
     fbget(buf, key, value, nullptr);
   }
-  const std::uint32_t magic = 8888;
-  std::memcpy(buf, &magic, sizeof magic);
+  buf.forge("");
   return 0;
 }

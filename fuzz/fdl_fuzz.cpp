@@ -1,14 +1,8 @@
 // Field table files of any bytes: loaded alone and twice over, then every name and key in them looked up.
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <string>
 
 #include "fb/fdlfile.h"
+#include "fuzz/memory_file.h"
 #include "vxa/fbuf.h"
 
 namespace {
@@ -26,14 +20,13 @@ void look_up_all() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const int fd = memfd_create("fdl", 0);
-  static const std::string path = "/proc/self/fd/" + std::to_string(fd);
+  static const fuzz::MemoryFile file;
   int slots = 0;
   if (size >= 8) std::memcpy(&slots, data + 4, sizeof slots);
   if (slots > kLargestTable) return 0;
-  if (ftruncate(fd, 0) != 0 || pwrite(fd, data, size, 0) != static_cast<ssize_t>(size)) std::abort();
+  file.hold(data, size);
 
-  for (const std::string& list : {path, path + "," + path}) {
+  for (const std::string& list : {file.path(), file.path() + "," + file.path()}) {
     setenv("FDLFILE", list.c_str(), 1);
     if (_ffile_load() != 1 && (_fldname || _fldkey || _fname_count || _fname_hash_mask)) std::abort();
     look_up_all();

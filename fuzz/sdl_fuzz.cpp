@@ -1,12 +1,7 @@
 // Struct description files of any bytes: loaded alone and behind themselves, then every struct in them used.
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <string>
 
+#include "fuzz/memory_file.h"
 #include "vxa/vxa_host.h"
 #include "vxa/xatmi.h"
 
@@ -40,14 +35,13 @@ void use_structs() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const int fd = memfd_create("sdl", 0);
-  static const std::string path = "/proc/self/fd/" + std::to_string(fd);
+  static const fuzz::MemoryFile file;
   int counts[2] = {};
   if (size >= 12) std::memcpy(counts, data + 4, sizeof counts);
   if (counts[0] > kLargestTable || counts[1] > kLargestTable) return 0;
-  if (ftruncate(fd, 0) != 0 || pwrite(fd, data, size, 0) != static_cast<ssize_t>(size)) std::abort();
+  file.hold(data, size);
 
-  for (const std::string& list : {path, path + "," + path}) {
+  for (const std::string& list : {file.path(), file.path() + "," + file.path()}) {
     setenv("SDLFILE64", list.c_str(), 1);
     if (_sdlfile_load() == 1 && (_sdl_table_size < 1 || _sdl_field_table_size < 1)) std::abort();
     drop_routines();

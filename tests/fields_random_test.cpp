@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "tests/support/field_model.h"
+#include "tests/support/field_script.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "tests/support/field_model.h"
+#include "tests/support/field_script.h"
 #include "vxa/fbuf.h"
 
 #if defined(__has_feature)

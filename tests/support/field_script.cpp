@@ -1,11 +1,12 @@
 // Reads a script as calls on a few field buffers, makes each on the library and on the model, and compares.
+#include "tests/support/field_script.h"
+
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
 
 #include "tests/support/field_buffer.h"
 #include "tests/support/field_model.h"
-#include "vxa/fbuf.h"
 #include "vxa/vxa_host.h"
 
 extern "C" {

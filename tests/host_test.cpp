@@ -1,10 +1,10 @@
 // libvxahost behind a program that has no log functions and no trace hook: preloaded, linked, and by `vxa trace`.
 // The build gives the paths of the library and the programs.
-#include <regex.h>
 #include <sys/wait.h>
 
 #include <chrono>
 #include <cstdio>
+#include <regex>
 
 #include "tests/support/test.h"
 
@@ -19,27 +19,17 @@ struct Ended {
   int status;
 };
 
-void replace_all(std::string& text, const char* pattern, const std::string& by) {
-  regex_t compiled;
-  ASSERT_EQ(regcomp(&compiled, pattern, REG_EXTENDED), 0) << pattern;
-  regmatch_t match;
-  for (size_t at = 0; regexec(&compiled, text.c_str() + at, 1, &match, 0) == 0; at += by.size()) {
-    at += static_cast<size_t>(match.rm_so);
-    text.replace(at, static_cast<size_t>(match.rm_eo - match.rm_so), by);
-  }
-  regfree(&compiled);
-}
-
 // What differs from run to run is masked or taken out: process numbers, times, addresses and durations.
 Ended run(const std::string& command) {
   std::string output;
   std::FILE* pipe = popen((command + " 2>&1").c_str(), "r");
   for (int c; (c = std::getc(pipe)) != EOF;) output.push_back(static_cast<char>(c));
   const int status = pclose(pipe);
-  replace_all(output, "[a-z_]+\\[[0-9]+\\] ", "");
-  replace_all(output, "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}[.][0-9]{3} ", "TIME ");
-  replace_all(output, "0x[0-9a-f]+", "ADDRESS");
-  replace_all(output, "  <[0-9.]+ (ns|us|ms|s)>", "");
+  const std::pair<const char*, const char*> masks[] = {{"[a-z_]+\\[[0-9]+\\] ", ""},
+                                                       {"[0-9]{4}(-[0-9]{2}){2} ([0-9]{2}[:.]){3}[0-9]{3} ", "TIME "},
+                                                       {"0x[0-9a-f]+", "ADDRESS"},
+                                                       {"  <[0-9.]+ (ns|us|ms|s)>", ""}};
+  for (const auto& [pattern, mask] : masks) output = std::regex_replace(output, std::regex(pattern), mask);
   return {output, status};
 }
 

@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +13,7 @@
 #include <filesystem>
 
 #include "base/descriptor.h"
+#include "tests/support/peer.h"
 #include "tests/support/test.h"
 
 namespace {
@@ -54,23 +54,6 @@ Child in_child(Work work) {
 std::string here() { return std::filesystem::current_path().string(); }
 
 void ignore_signal(int) {}
-
-// Sends SIGALRM again and again for as long as it lives.
-class Interruptions {
- public:
-  Interruptions() : before_(_vesk_register_signal(SIGALRM, ignore_signal)) { every(50'000); }
-  ~Interruptions() {
-    every(0);
-    std::signal(SIGALRM, before_);
-  }
-
- private:
-  static void every(int microseconds) {
-    const itimerval timer{{0, microseconds}, {0, microseconds}};
-    setitimer(ITIMER_REAL, &timer, nullptr);
-  }
-  vesk_signal_handler before_;
-};
 
 TEST(Signals, HandlersInterruptCallsAndGiveTheOneBefore) {
   EXPECT_EQ(_vesk_register_signal(SIGKILL, ignore_signal), reinterpret_cast<vesk_signal_handler>(-1L));
@@ -162,7 +145,7 @@ TEST(Commands, GiveTheirWaitStatusWhateverInterrupts) {
   const pid_t other = fork();
   if (other == 0) _exit(7);
   {
-    const Interruptions interruptions;
+    const peer::Interruptions interruptions;
     EXPECT_EQ(_vesk_system("sleep 0.2; test \"$VXA_T_A\" = 'passed on' && exit 5"), 5 << 8);
   }
   int status = 0;
@@ -173,7 +156,7 @@ TEST(Commands, GiveTheirWaitStatusWhateverInterrupts) {
 }
 
 TEST(RealWait, LastsWhateverInterrupts) {
-  const Interruptions interruptions;
+  const peer::Interruptions interruptions;
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(_vesk_real_wait(0), 0);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(999)) << "a second at least";

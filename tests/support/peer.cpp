@@ -1,7 +1,6 @@
 #include "tests/support/peer.h"
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -10,6 +9,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "vxa/vxa_host.h"
 
 namespace peer {
 
@@ -96,17 +97,9 @@ Stream::Stream(bool socket) {
   far.take(fds[1]);
 }
 
-Gateway::Gateway() : listener_(::socket(AF_INET, SOCK_STREAM, 0)) {
+Gateway::Gateway() : listener_(_network_listen_ipaddr2(htonl(INADDR_LOOPBACK), &port_)) {
   signal(SIGPIPE, SIG_IGN);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  auto* generic = reinterpret_cast<sockaddr*>(&address);
-  require(listener_ >= 0 && bind(listener_, generic, length) == 0 && listen(listener_, 8) == 0 &&
-              getsockname(listener_, generic, &length) == 0,
-          "listen");
-  port_ = ntohs(address.sin_port);
+  require(listener_ >= 0, "listen");
 }
 
 Gateway::~Gateway() { ::close(listener_); }

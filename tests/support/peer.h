@@ -81,8 +81,8 @@ class Gateway : public End {
   void accept();
 
  private:
+  int port_ = 0;
   int listener_;
-  int port_;
 };
 
 // While it lives, a signal interrupts the main thread's system calls every millisecond.

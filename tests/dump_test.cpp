@@ -1,8 +1,6 @@
 // What `vxa dump` says of messages and images, whole and damaged.
 #include "tools/dump.h"
 
-#include <stdexcept>
-
 #include "tests/support/test.h"
 
 namespace {
@@ -11,12 +9,7 @@ std::string dumped(const std::string& bytes) {
   char* text = nullptr;
   std::size_t size = 0;
   std::FILE* out = open_memstream(&text, &size);
-  std::string trouble;
-  try {
-    vxa::tools::dump(bytes, out);
-  } catch (const std::runtime_error& error) {
-    trouble = error.what();
-  }
+  const std::string trouble = thrown([&] { vxa::tools::dump(bytes, out); });
   std::fclose(out);
   std::string shown(text, size);
   std::free(text);

@@ -1,6 +1,4 @@
 // Environment files: what each form of a line means, which sections apply, and what is reported.
-#include <cstdlib>
-
 #include "tests/support/test.h"
 
 namespace {
@@ -44,7 +42,7 @@ TEST(EnvironmentLine, WhatItsFormsMean) {
   };
   for (const auto& [parsed, lines] : cases)
     for (const std::string& line : lines) EXPECT_EQ(parse(line), parsed) << line;
-  EXPECT_THAT(host::take_log(), IsEmpty());
+  EXPECT_TRUE(logged({}));
 }
 
 TEST(EnvironmentLine, MalformedOnesAreReported) {
@@ -60,12 +58,12 @@ TEST(EnvironmentLine, MalformedOnesAreReported) {
   for (const auto& [record, lines] : cases) {
     for (const char* line : lines) {
       EXPECT_EQ(parse(line), Parsed(-1, "untouched")) << line;
-      EXPECT_THAT(host::take_log(), ElementsAre(record)) << line;
+      EXPECT_TRUE(logged({record})) << line;
     }
   }
   for (const std::string& too_long : {filled("A=", 1022), filled("A=", 22, "$VXA_T_LONG"), filled("[", 1024, "]")})
     EXPECT_EQ(parse(too_long).first, -1);
-  host::take_log();
+  take_log();
 }
 
 // The library gives each block to the environment for good; removes the variable, and releases its block.
@@ -81,33 +79,27 @@ std::string taken(const char* name) {
 TEST(EnvironmentFile, SectionsApplyByLabel) {
   const TempDir dir;
   constexpr const char* kSections = "VXA_T_A=1\n[s1]\nVXA_T_B=2\n[]\nVXA_T_C=3";
-  const struct {
-    std::string file;
-    const char* section;
-    int result;
-    const char* values;  // of the three variables
-  } cases[] = {{kSections, "s1", 1, "1 2 3 "},
-               {kSections, "S1", 1, "1 - 3 "},
-               {kSections, nullptr, 1, "1 - 3 "},
-               {"[s1]\nVXA_T_A=1\n[s2]\nVXA_T_B=2\n[s1]\nVXA_T_C=3\n", "s1", 1, "1 - 3 "},
-               {"VXA_T_A=1\nVXA_T_B=x$VXA_T_A\n", nullptr, 1, "1 x1 - "},  // later lines see earlier ones
-               {"# only\n\n; comments\n[s1]\nVXA_T_A=1\n", "s2", -1, "- - - "},
-               {"VXA_T_A\n[open\nVXA_T_B=2\n", nullptr, 1, "- 2 - "},                 // malformed lines are skipped
-               {filled("#", 1022, "VXA_T_A=1\nVXA_T_B=2\n"), nullptr, 1, "1 2 - "}};  // read in pieces
-  for (const auto& c : cases) {
-    EXPECT_EQ(_set_veskenv(dir.file("env", c.file).c_str(), c.section), c.result) << c.file;
-    EXPECT_EQ(taken("VXA_T_A") + taken("VXA_T_B") + taken("VXA_T_C"), c.values) << c.file;
+  const std::tuple<std::string, const char*, int, const char*> cases[] = {
+      {kSections, "s1", 1, "1 2 3 "},
+      {kSections, "S1", 1, "1 - 3 "},
+      {kSections, nullptr, 1, "1 - 3 "},
+      {"[s1]\nVXA_T_A=1\n[s2]\nVXA_T_B=2\n[s1]\nVXA_T_C=3\n", "s1", 1, "1 - 3 "},
+      {"VXA_T_A=1\nVXA_T_B=x$VXA_T_A\n", nullptr, 1, "1 x1 - "},  // later lines see earlier ones
+      {"# only\n\n; comments\n[s1]\nVXA_T_A=1\n", "s2", -1, "- - - "},
+      {"VXA_T_A\n[open\nVXA_T_B=2\n", nullptr, 1, "- 2 - "},                 // malformed lines are skipped
+      {filled("#", 1022, "VXA_T_A=1\nVXA_T_B=2\n"), nullptr, 1, "1 2 - "}};  // read in pieces
+  for (const auto& [file, section, result, values] : cases) {
+    EXPECT_EQ(_set_veskenv(dir.file("env", file).c_str(), section), result) << file;
+    EXPECT_EQ(taken("VXA_T_A") + taken("VXA_T_B") + taken("VXA_T_C"), values) << file;
   }
-  EXPECT_THAT(host::take_log(),
-              ElementsAre(syntax_error("COM0034", "no = met"), syntax_error("COM0029", "label without ]")));
+  EXPECT_TRUE(logged({syntax_error("COM0034", "no = met"), syntax_error("COM0029", "label without ]")}));
 }
 
 TEST(EnvironmentFile, UnreadableFilesAreReported) {
   const TempDir dir;
   for (const std::string& path : {dir.path("missing"), dir.path()}) {
     EXPECT_EQ(_set_veskenv(path.c_str(), nullptr), -1);
-    EXPECT_THAT(host::take_log(),
-                ElementsAre(LogRecord{1, 2, "COM0035", std::string("0010 file open error : ") + path}));
+    EXPECT_TRUE(logged({{1, 2, "COM0035", std::string("0010 file open error : ") + path}}));
   }
   EXPECT_EQ(_set_veskenv(nullptr, nullptr), -1);
 }

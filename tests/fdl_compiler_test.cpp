@@ -6,9 +6,6 @@
 #include <CLI/Error.hpp>
 #include <CLI/Formatter.hpp>
 
-#include <filesystem>
-#include <string_view>
-
 #include "fb/fbmap.h"
 #include "tests/support/test.h"
 #include "tools/commands.h"
@@ -161,12 +158,10 @@ class FdlCommand : public testing::Test {
 
 TEST_F(FdlCommand, WritesTableAndHeader) {
   const std::string text = folder_.file("bank.txt", "AMOUNT 1 double\n");
-  testing::internal::CaptureStdout();
-  run(text + " --header " + folder_.path("bank.h"));
-  run("--dump " + folder_.path("bank.fdl"));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            folder_.path("bank.fdl") + ": 1 fields in 1 slots; probes of a lookup: 1.00 by name, 1.00 by key\n" +
-                "# name, number, type\nAMOUNT  1         double\n");
+  const std::string table = folder_.path("bank.fdl");
+  EXPECT_EQ(printed([&] { run(text + " --header " + folder_.path("bank.h")); }),
+            table + ": 1 fields in 1 slots; probes of a lookup: 1.00 by name, 1.00 by key\n");
+  EXPECT_EQ(printed([&] { run("--dump " + table); }), "# name, number, type\nAMOUNT  1         double\n");
   EXPECT_THAT(folder_.contents(folder_.path("bank.h")), HasSubstr("\n#define AMOUNT ((int)402653185) "));
 }
 

@@ -38,11 +38,11 @@ struct Answer {
   Buffer data;
 };
 
-Answer call(const char* service, Buffer request) {
+Answer call(const char* service, Buffer request, long flags = 0) {
   const long sent = header_of(request).datalen;
   char* buffer = request.release();
   long received = 0;
-  const int result = tpcall(service, buffer, sent, &buffer, &received, 0);
+  const int result = tpcall(service, buffer, sent, &buffer, &received, flags);
   return {result, tperrno, tpurcode, Buffer{buffer}};
 }
 
@@ -104,6 +104,9 @@ TEST(GatewayLedger, ARefusalSaysWhyAndDoomsTheBranch) {
   XID branch = branch_named("refused");
   ASSERT_EQ(vesk_xa_start(&branch, 1, 0), XA_OK);
   ASSERT_EQ(call("OPEN", record("alice")).result, 1);
+  EXPECT_EQ(call("FAIL", make_string("x"), TPNOTRAN).error, TPESVCFAIL);
+  EXPECT_EQ(vesk_xa_end(&branch, 1, TMSUSPEND), XA_OK) << "what is called outside of the branch dooms nothing";
+  EXPECT_EQ(vesk_xa_start(&branch, 1, TMRESUME), XA_OK);
   const Answer missing = call("TRANSFER", record("alice", 5));
   EXPECT_EQ(missing.error, TPESVCFAIL);
   EXPECT_EQ(missing.code, Refusal::kBadRequest);

@@ -5,9 +5,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 
-#include <cerrno>
 #include <chrono>
-#include <climits>
 #include <thread>
 
 #include "base/descriptor.h"
@@ -178,22 +176,20 @@ TEST(Connections, EveryVariantReachesAListener) {
   const Listener listener;
   ASSERT_GT(listener.port, 0);
   const char* name = gethostbyname("localhost") ? "localhost" : "127.0.0.1";  // a bare system may know no name at all
-  const struct {
-    const char* host;
-    std::uint32_t addr;
-  } peers[] = {{"127.0.0.1", 0}, {name, 0xFFFFFFFF}, {"ignored", loopback}, {nullptr, loopback}};
+  const std::pair<const char*, std::uint32_t> peers[] = {
+      {"127.0.0.1", 0}, {name, 0xFFFFFFFF}, {"ignored", loopback}, {nullptr, loopback}};
   for (const Variant& variant : variants) {
     SCOPED_TRACE(variant.name);
     const bool waits = !std::string(variant.name).starts_with("nb");
-    for (const auto& to : peers) {
+    for (const auto& [host, addr] : peers) {
       const int local = free_port();
-      const Descriptor socket{variant.connect(to.host, to.addr, listener.port, local)};
+      const Descriptor socket{variant.connect(host, addr, listener.port, local)};
       ASSERT_TRUE(socket);
       EXPECT_TRUE(!waits || !(fcntl(socket.get(), F_GETFL) & O_NONBLOCK));
       EXPECT_EQ(local_port(socket.get()) == local, variant.from_local_port);
-      std::uint32_t addr = 0;
-      const Descriptor accepted{_network_accept2(listener.socket.get(), &addr)};
-      EXPECT_EQ(addr, loopback);
+      std::uint32_t from = 0;
+      const Descriptor accepted{_network_accept2(listener.socket.get(), &from)};
+      EXPECT_EQ(from, loopback);
       int keepalive = 0;
       socklen_t length = sizeof keepalive;
       getsockopt(accepted.get(), SOL_SOCKET, SO_KEEPALIVE, &keepalive, &length);
@@ -215,19 +211,19 @@ TEST(Connections, FailuresAreLoggedOnceAndLeaveNoSocket) {
     EXPECT_EQ(variant.connect(unknown_host.c_str(), 0, 1, free_port()), -1);
     std::vector<LogRecord> expected;
     if (variant.host_code) expected.push_back({1, 2, variant.host_code, "0063 gethostbyname error : " + unknown_host});
-    EXPECT_EQ(host::take_log(), expected);
+    EXPECT_TRUE(logged(expected));
 
     setrlimit(RLIMIT_NOFILE, &no_descriptor);
     EXPECT_EQ(variant.connect("", loopback, 1, 1), -1);
     setrlimit(RLIMIT_NOFILE, &limit);
-    EXPECT_THAT(host::take_log(), ElementsAre(LogRecord{1, 2, variant.socket_code, "0040 socket init error"}));
+    EXPECT_TRUE(logged({{1, 2, variant.socket_code, "0040 socket init error"}}));
 
     Descriptor{variant.connect("127.0.0.1", 0, refusing, free_port())};
     if (variant.from_local_port) {
       EXPECT_EQ(variant.connect(unknown_host.c_str(), 0, refusing, busy.port), -2);
     }
     EXPECT_EQ(lowest_free(), before);
-    EXPECT_THAT(host::take_log(), IsEmpty()) << "neither a refusal nor a busy port is logged";
+    EXPECT_TRUE(logged({})) << "neither a refusal nor a busy port is logged";
   }
   EXPECT_EQ(_network_connect_with_timeout("", loopback, refusing, 5), -1);
   EXPECT_EQ(errno, ECONNREFUSED);
@@ -250,8 +246,7 @@ TEST(Listeners, ReportABusyPortAndABadSocket) {
   const Descriptor listener{_network_listen(0)};
   ASSERT_TRUE(listener);
   const int port = local_port(listener.get());
-  EXPECT_EQ(_network_listen(port), -2);
-  EXPECT_EQ(_network_listen2(port), -2);
+  for (const auto listen_on : {_network_listen, _network_listen2}) EXPECT_EQ(listen_on(port), -2);
   EXPECT_EQ(_network_listen_ipaddr(loopback, port), -2);
   int same = port;
   EXPECT_EQ(_network_listen_ipaddr2(loopback, &same), -2);
@@ -268,26 +263,24 @@ TEST(DescriptorFlags, SetClearAndShow) {
   const int in = pipe.near.fd();
   EXPECT_EQ(_set_fl(in, O_NONBLOCK | O_APPEND), 1);
   const std::string fd = "FD" + std::to_string(in);
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(_show_fl(in), 1);
+  const auto shown = [&] { EXPECT_EQ(_show_fl(in), 1); };
+  EXPECT_EQ(printed(shown), fd + ": O_APPEND(1024) O_NONBLOCK(2048) O_SYNC(0)\n");
   EXPECT_EQ(_clr_fl(in, O_APPEND), 1);
-  EXPECT_EQ(_show_fl(in), 1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            fd + ": O_APPEND(1024) O_NONBLOCK(2048) O_SYNC(0)\n" + fd + ": O_APPEND(0) O_NONBLOCK(2048) O_SYNC(0)\n");
+  EXPECT_EQ(printed(shown), fd + ": O_APPEND(0) O_NONBLOCK(2048) O_SYNC(0)\n");
   EXPECT_EQ(_set_fd(in, 2), -1);
   EXPECT_EQ(fcntl(in, F_GETFD), 0);
   EXPECT_EQ(_set_fd(in, 1), 1);
   EXPECT_EQ(fcntl(in, F_GETFD), FD_CLOEXEC);
-  EXPECT_THAT(host::take_log(), ElementsAre(LogRecord{1, 2, "COM0022", "0015 fcntl error : F_SETFD 2"}));
+  EXPECT_TRUE(logged({{1, 2, "COM0022", "0015 fcntl error : F_SETFD 2"}}));
 
   EXPECT_EQ(_set_fl(-1, 4), -1);
   EXPECT_EQ(_clr_fl(-1, 4), -1);
   EXPECT_EQ(_show_fl(-1), -1);
   EXPECT_EQ(_set_fd(-1, 1), -1);
-  EXPECT_THAT(host::take_log(), ElementsAre(LogRecord{1, 2, "COM0017", "0015 fcntl error : F_GETFL 4"},
-                                            LogRecord{1, 2, "COM0019", "0015 fcntl error : F_GETFL 4"},
-                                            LogRecord{1, 2, "COM0021", "0015 fcntl error : F_GETFL 0"},
-                                            LogRecord{1, 2, "COM0023", "0015 fcntl error : F_SETFD 1"}));
+  EXPECT_TRUE(logged({{1, 2, "COM0017", "0015 fcntl error : F_GETFL 4"},
+                      {1, 2, "COM0019", "0015 fcntl error : F_GETFL 4"},
+                      {1, 2, "COM0021", "0015 fcntl error : F_GETFL 0"},
+                      {1, 2, "COM0023", "0015 fcntl error : F_SETFD 1"}}));
 }
 
 }  // namespace

@@ -9,34 +9,28 @@ std::string text_of(const char* text) { return text ? text : "(null)"; }
 
 TEST(Paths, TakenApart) {
   const std::string longest(254, 'd');
-  const struct {
-    std::string path;
-    std::string prefix;
-    std::string basename;
-  } cases[] = {{"/usr/lib/x.so", "/usr/lib/", "x.so"}, {"x.so", "(null)", "x.so"}, {"a\\b/c\\d", "a\\b/c\\", "d"},
-               {longest + "/", longest + "/", ""},     {"", "(null)", "(null)"},   {longest + "/f", "(null)", "f"}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(text_of(_vesk_path_prefix(c.path.c_str())), c.prefix);
-    EXPECT_EQ(text_of(_vesk_path_basename(c.path.c_str())), c.basename);
+  const std::tuple<std::string, std::string, std::string> cases[] = {
+      {"/usr/lib/x.so", "/usr/lib/", "x.so"}, {"x.so", "(null)", "x.so"}, {"a\\b/c\\d", "a\\b/c\\", "d"},
+      {longest + "/", longest + "/", ""},     {"", "(null)", "(null)"},   {longest + "/f", "(null)", "f"}};
+  for (const auto& [path, prefix, basename] : cases) {
+    EXPECT_EQ(text_of(_vesk_path_prefix(path.c_str())), prefix);
+    EXPECT_EQ(text_of(_vesk_path_basename(path.c_str())), basename);
   }
   EXPECT_EQ(_vesk_path_prefix(nullptr), nullptr);
   EXPECT_EQ(_vesk_path_basename(nullptr), nullptr);
 }
 
 TEST(Paths, NormalisedAndEndedWithASlash) {
-  const struct {
-    const char *path, *normal;
-  } cases[] = {
+  const std::pair<std::string, const char*> cases[] = {
       {"a//b/./c/../d", "a/b/d"}, {"a\\b\\\\c", "a/b/c"},           {"/a/../b", "/b"}, {"/a/b/../../c/", "/c/"},
       {"a/../b", "a/../b"},  // no '/' in front of the component that would go
       {"/../a", "/../a"},    // three characters alone are not enough
       {"./a/.", "./a/."},    // a leading dot stays; so does a last component
       {"/a/b/..", "/a/b/.."},     {"a.b/.c/..d/x", "a.b/.c/..d/x"}, {"", ""},
   };
-  for (const auto& c : cases) {
-    std::string path = c.path;
+  for (auto [path, normal] : cases) {
     EXPECT_EQ(_vesk_proc_path(path.data()), 1);
-    EXPECT_STREQ(path.c_str(), c.normal) << c.path;
+    EXPECT_STREQ(path.c_str(), normal);
   }
   char mixed[] = "a\\b/c\\";
   _vesk_conv_slash(mixed);
@@ -66,18 +60,15 @@ TEST(Paths, DirectoriesCreatedWithTheirParents) {
 }
 
 TEST(Paths, FilesOfTheManager) {
-  const struct {
-    const char* installation;
-    const char* paths;
-    const char* directory;
-  } cases[] = {{"/opt/v/", "/run/x", "/run/x/"}, {"/opt/v/", nullptr, "/opt/v/path/"}, {nullptr, nullptr, nullptr}};
-  for (const auto& c : cases) {
-    const Environment installation("VESKDIR", c.installation), paths("VESK_PATHDIR", c.paths);
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"/opt/v/", "/run/x", "/run/x/"}, {"/opt/v/", nullptr, "/opt/v/path/"}, {nullptr, nullptr, nullptr}};
+  for (const auto& [home, files, directory] : cases) {
+    const Environment installation("VESKDIR", home), paths("VESK_PATHDIR", files);
     char path[64] = "", lock[64] = "";
-    EXPECT_EQ(_get_vmm_path(path), c.directory ? 1 : -1);
-    EXPECT_EQ(_vesk_vmm_lockfile(lock), c.directory ? 1 : -1);
-    EXPECT_EQ(path, c.directory ? std::string(c.directory) + "vmmd" : "");
-    EXPECT_EQ(lock, c.directory ? std::string(c.directory) + "vmmld" : "");
+    EXPECT_EQ(_get_vmm_path(path), directory ? 1 : -1);
+    EXPECT_EQ(_vesk_vmm_lockfile(lock), directory ? 1 : -1);
+    EXPECT_EQ(path, directory ? std::string(directory) + "vmmd" : "");
+    EXPECT_EQ(lock, directory ? std::string(directory) + "vmmld" : "");
   }
   EXPECT_EQ(_get_vmm_path(nullptr), -1);
 }

@@ -5,18 +5,17 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
+#include <sstream>
 
 #include "base/descriptor.h"
 #include "tests/support/peer.h"
 #include "tests/support/test.h"
 
 namespace {
+
+using peer::Interruptions;
 
 // What a child process wrote to its report, and how it ended.
 struct Child {
@@ -27,7 +26,11 @@ struct Child {
 // The report's descriptor lies beyond those that a daemon closes.
 constexpr int kReport = 300;
 
-void tell(const std::string& text) {
+template <class... Values>
+void tell(const Values&... values) {
+  std::ostringstream out;
+  (out << ... << values);
+  const std::string text = out.str();
   if (write(kReport, text.data(), text.size()) < 0) _exit(99);
 }
 
@@ -80,8 +83,7 @@ TEST(Daemon, LeavesEverythingBehind) {
     std::string streams;
     for (const char* stream : {"0", "1", "2"})
       streams += std::filesystem::read_symlink(std::string("/proc/self/fd/") + stream).string() + " ";
-    tell(std::to_string(getpid() != started_by) + std::to_string(getsid(0) == getpid()) + std::to_string(_daemon) +
-         std::to_string(umask(0)) + std::to_string(error) + std::to_string(_valid_fd(low.get())) + " " + streams +
+    tell(getpid() != started_by, getsid(0) == getpid(), _daemon, umask(0), error, _valid_fd(low.get()), " ", streams,
          here());
   });
   EXPECT_EQ(child.status, 0) << "the parent ends well";
@@ -112,8 +114,7 @@ TEST(CoreDump, GoesToItsDirectoryOnce) {
     const bool reset = std::signal(SIGURG, _vesk_sig_coredump) == SIG_DFL;
     raise(SIGURG);
     const bool once = std::signal(SIGURG, SIG_DFL) == _vesk_sig_coredump;
-    tell(here() + " " + std::to_string(_vesk_coredump) + std::to_string(reset) + std::to_string(once) +
-         std::to_string(limit.rlim_cur == limit.rlim_max));
+    tell(here(), " ", _vesk_coredump, reset, once, limit.rlim_cur == limit.rlim_max);
   });
   EXPECT_EQ(child.report, dir.path() + " 1111");
 }
@@ -134,7 +135,7 @@ TEST(CoreDump, DirectoryOfTheInstallation) {
       const int result = _vesk_set_coredumpdir(nullptr);
       std::signal(SIGURG, SIG_IGN);
       _vesk_sig_coredump(SIGURG);
-      tell(here() + " " + std::to_string(result));
+      tell(here(), " ", result);
     });
     EXPECT_EQ(child.report, dumped_in);
   }

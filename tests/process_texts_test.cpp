@@ -45,13 +45,6 @@ TEST(Texts, BlankTextsAndServiceNames) {
   EXPECT_EQ(_make_svcname_from_prodno_funcname(12, nullptr, name), -1);
 }
 
-template <class Print>
-std::string printed(Print print) {
-  testing::internal::CaptureStdout();
-  print();
-  return testing::internal::GetCapturedStdout();
-}
-
 TEST(Dump, SixteenBytesALine) {
   EXPECT_EQ(printed([] { _vesk_dump2("0123456789abcdef\x7f\x80~ ", 0x1fff0, 20); }),
             "1FFF0: 30 31 32 33 34 35 36 37 38 39 61 62 63 64 65 66 0123456789abcdef\n"
@@ -80,15 +73,12 @@ TEST(Descriptors, OpenAndConnected) {
 }
 
 TEST(SystemQueueKey, EndsWithItsNode) {
-  const struct {
-    const char* key;
-    int length;
-    int node;
-  } cases[] = {{"$SQIDxxxxxxxx01A", 16, 26}, {"$SQIDxxxxxxxxffF", 16, 4095}, {"$SQIxxxxxxxxx01A", 16, -1},
-               {"$SQIDxxxxxxxx01A", 15, -1}, {"$SQIDxxxxxxxx01Axx", 17, -1}, {nullptr, 16, -1}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(_vesk_sq_issyskey(c.key, c.length), c.node != -1);
-    EXPECT_EQ(_vesk_sq_getnodeno_from_syskey(c.key, c.length), c.node);
+  const std::tuple<const char*, int, int> cases[] = {{"$SQIDxxxxxxxx01A", 16, 26},   {"$SQIDxxxxxxxxffF", 16, 4095},
+                                                     {"$SQIxxxxxxxxx01A", 16, -1},   {"$SQIDxxxxxxxx01A", 15, -1},
+                                                     {"$SQIDxxxxxxxx01Axx", 17, -1}, {nullptr, 16, -1}};
+  for (const auto& [key, length, node] : cases) {
+    EXPECT_EQ(_vesk_sq_issyskey(key, length), node != -1);
+    EXPECT_EQ(_vesk_sq_getnodeno_from_syskey(key, length), node);
   }
   EXPECT_EQ(_vesk_sq_getnodeno_from_syskey("$SQIDxxxxxxxx 1A", 16), -1) << "three digits";
 }

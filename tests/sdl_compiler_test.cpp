@@ -2,8 +2,6 @@
 // structs that the compiler lays out.
 #include "tools/sdl_compiler.h"
 
-#include <cstdlib>
-
 #include "tests/support/test.h"
 #include "tools/source_error.h"
 
@@ -47,11 +45,7 @@ TEST(SdlCompiler, CompileAndDumpAreInverse) {
 
 TEST(SdlCompiler, SaysWhereTheTextIsWrong) {
   Environment unset("FDLFILE", nullptr);
-  const struct {
-    const char* text;
-    const char* place;
-    const char* says;
-  } cases[] = {
+  const std::tuple<const char*, const char*, const char*> cases[] = {
       {"short a 134217729\n", "t:1:1: ", "expected struct and its name"},
       {"struct seventeen_letters\nshort a 134217729\nend\n", "t:1:8: ", "at most 16 characters"},
       {"struct a\n  short b 134217729\n", "t:2:1: ", "expected end of struct a"},
@@ -66,12 +60,12 @@ TEST(SdlCompiler, SaysWhereTheTextIsWrong) {
       {"struct a\n  int b 134217729 1 - 2147483648\nend\n", "t:2:23: ", "expected a number"},
       {"struct a\n  string b 134217729 1 30 \"open\nend\n", "t:2:27: ", "expected a null value"},
   };
-  for (const auto& c : cases) {
+  for (const auto& [text, place, says] : cases) {
     try {
-      parse_struct_text(c.text);
-      ADD_FAILURE() << "accepted: " << c.text;
+      parse_struct_text(text);
+      ADD_FAILURE() << "accepted: " << text;
     } catch (const SourceErrors& errors) {
-      EXPECT_THAT(errors.report("t"), testing::AllOf(testing::StartsWith(c.place), HasSubstr(c.says)));
+      EXPECT_THAT(errors.report("t"), testing::AllOf(testing::StartsWith(place), HasSubstr(says)));
     }
   }
 }

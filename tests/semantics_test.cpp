@@ -23,33 +23,29 @@ class Semantics : public testing::Test {
 };
 
 TEST_F(Semantics, TextsAndTheirPolicies) {
-  const struct {
-    std::string text;
-    int result;
-    int policy;
-    int crypt;
-  } cases[] = {{"FDL_LEN=OLD", 1, 1, 0},
-               {"FDL_LEN=ERR", 1, 3, 0},
-               {"FDL_LEN=tru", 1, 0, 0},
-               {" FDL_LEN \t= T R\vU\r\n", 1, 2, 0},
-               {"F DL_L\fEN = ERR , CRYPT_SW : Y", 1, 3, 1},
-               {"CRYPT_SW=y,FDL_LEN=OLD", 1, 1, 1},
-               {"FDL_LEN=ERR,FDL_LEN=TRU", 1, 2, 0},
-               {"FDL_LEN=TRU,", 1, 2, 0},
-               {"FDL_LEN=TRU,,", -1, 0, 0},
-               {",FDL_LEN=TRU", -1, 0, 0},
-               {"FDL_LENGTH=TRU", -1, 0, 0},
-               {"FDL_LEN", -1, 0, 0},
-               {"CRYPT_SW=Y,NONE=1", -1, 0, 0},
-               {"FDL_LEN=TRU,CRYPT_SW=" + std::string(247, 'v'), 1, 2, 0},
-               {"FDL_LEN=TRU,CRYPT_SW=" + std::string(248, 'v'), -1, 0, 0},
-               {"FDL_LEN=TRU,CRYPT_SW=" + std::string(100000, 'v'), -1, 0, 0}};
-  for (const auto& c : cases) {
+  const std::tuple<std::string, int, int, int> cases[] = {
+      {"FDL_LEN=OLD", 1, 1, 0},
+      {"FDL_LEN=ERR", 1, 3, 0},
+      {"FDL_LEN=tru", 1, 0, 0},
+      {" FDL_LEN \t= T R\vU\r\n", 1, 2, 0},
+      {"F DL_L\fEN = ERR , CRYPT_SW : Y", 1, 3, 1},
+      {"CRYPT_SW=y,FDL_LEN=OLD", 1, 1, 1},
+      {"FDL_LEN=ERR,FDL_LEN=TRU", 1, 2, 0},
+      {"FDL_LEN=TRU,", 1, 2, 0},
+      {"FDL_LEN=TRU,,", -1, 0, 0},
+      {",FDL_LEN=TRU", -1, 0, 0},
+      {"FDL_LENGTH=TRU", -1, 0, 0},
+      {"FDL_LEN", -1, 0, 0},
+      {"CRYPT_SW=Y,NONE=1", -1, 0, 0},
+      {"FDL_LEN=TRU,CRYPT_SW=" + std::string(247, 'v'), 1, 2, 0},
+      {"FDL_LEN=TRU,CRYPT_SW=" + std::string(248, 'v'), -1, 0, 0},
+      {"FDL_LEN=TRU,CRYPT_SW=" + std::string(100000, 'v'), -1, 0, 0}};
+  for (const auto& [text, result, policy, crypt] : cases) {
     SetUp();
-    EXPECT_EQ(read(c.text.c_str()), c.result) << c.text;
-    EXPECT_EQ(_vesk_flen_flag, c.policy) << c.text;
-    EXPECT_EQ(_vesk_crypt_sw, c.crypt) << c.text;
-    EXPECT_EQ(_vesk_semantics_flag, c.result == 1) << c.text;
+    EXPECT_EQ(read(text.c_str()), result) << text;
+    EXPECT_EQ(_vesk_flen_flag, policy) << text;
+    EXPECT_EQ(_vesk_crypt_sw, crypt) << text;
+    EXPECT_EQ(_vesk_semantics_flag, result == 1) << text;
   }
 }
 

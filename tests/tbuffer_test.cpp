@@ -6,22 +6,18 @@ namespace {
 long capacity(const char* data) { return tptypes(data, nullptr, nullptr); }
 
 TEST(TypedBuffer, GrantsTheMinimumOfItsTypeOrMore) {
-  struct Case {
-    const char* type;
-    long size;
-    long granted;
-    const char* reported;
-  } cases[] = {{"STRING", 10, 1024, "STRING"}, {"STRING", 2000, 2000, "STRING"}, {"FIELD", 0, 1032, "FIELD"},
-               {"FML32", 2000, 2008, "FIELD"}, {"X_OCTET", 5, 1024, "CARRAY"},   {"TPSTART", 0, 76, "TPSTART"},
-               {"TPINIT", 0, 108, "TPSTART"},  {"HEADER", 0, 136, "HEADER"},     {"CARRAY", -7, 1024, "CARRAY"}};
-  for (const Case& c : cases) {
-    char* data = tpalloc(c.type, nullptr, c.size);
-    ASSERT_NE(data, nullptr) << c.type;
+  const std::tuple<const char*, long, long, const char*> cases[] = {
+      {"STRING", 10, 1024, "STRING"}, {"STRING", 2000, 2000, "STRING"}, {"FIELD", 0, 1032, "FIELD"},
+      {"FML32", 2000, 2008, "FIELD"}, {"X_OCTET", 5, 1024, "CARRAY"},   {"TPSTART", 0, 76, "TPSTART"},
+      {"TPINIT", 0, 108, "TPSTART"},  {"HEADER", 0, 136, "HEADER"},     {"CARRAY", -7, 1024, "CARRAY"}};
+  for (const auto& [requested, size, granted, reported] : cases) {
+    char* data = tpalloc(requested, nullptr, size);
+    ASSERT_NE(data, nullptr) << requested;
     char type[8];
     char subtype[16];
     std::memset(subtype, 'x', sizeof subtype);
-    EXPECT_EQ(tptypes(data, type, subtype), c.granted) << c.type;
-    EXPECT_STREQ(type, c.reported);
+    EXPECT_EQ(tptypes(data, type, subtype), granted) << requested;
+    EXPECT_STREQ(type, reported);
     EXPECT_EQ(std::string(subtype, 16), std::string(16, '\0'));
     tpfree(data);
   }

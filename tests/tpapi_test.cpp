@@ -57,17 +57,16 @@ TEST_F(ServiceTest, CallSendsTheBufferAndDeliversTheReply) {
   Buffer out{"CARRAY"};
   gateway.send(Wire{.type = 3, .size = 1024, .msgtype = 1003, .result = 0xfffffffe, .payload = "reply"});
   EXPECT_EQ(tpcall("A_SERVICE_WITH_32_CHARACTERS_...", in.data, 0, &out.data, &out.length, TPNOTRAN), 1);
-  EXPECT_EQ(gateway.message(),
-            bytes("90 35 20 82  00 00 00 01  00 00 00 03  00 00 04 00"  // magic, seqno, type, size
-                  "00 00 00 03  00 00 00 00  00 00 00 00  00 00 00 00"  // msgtype
-                  "00 00 00 00  00 00 00 00  0a 0b 0c 0d  00 00 00 01"  // txid
-                  "00 00 00 01") +                                      //
-                std::string(16, '\0') +
-                "A_SERVICE_WITH_32_CHARACTERS_.." +                         // subtype, svcname
-                bytes("00"                                                  //
-                      "00 00 00 04  0a 00 00 08  00 00 00 00  00 00 00 00"  // datalen, flags, cd
-                      "10 00 00 00  00 00 00 00  00 00 00 00  00 00 00 00"  // reqctl
-                      "00 00 00 00  61 62 63 00"));
+  EXPECT_EQ(gateway.message(), (Wire{.seqno = 1,
+                                     .type = 3,
+                                     .size = 1024,
+                                     .msgtype = 3,
+                                     .txid = {0x0a0b0c0d, 1, 1},
+                                     .svcname = "A_SERVICE_WITH_32_CHARACTERS_..",
+                                     .flags = 0x0a000008,
+                                     .reqctl = 0x10000000,
+                                     .payload = {"abc\0", 4}})
+                                   .bytes());
   EXPECT_TRUE(gateway.quiet());
   EXPECT_STREQ(in.data, "abc");
   EXPECT_EQ(out.shown(), "STRING reply");
@@ -154,32 +153,28 @@ TEST_F(ServiceTest, InputLengthGoesByType) {
   const Buffer field{"FIELD"};
   const Buffer bytes{"CARRAY"};
   char* structs = tpalloc("STRUCT", "forty", 0);
-  struct Case {
-    const char* data;
-    long given;
-    Outcome sent;
-  } cases[] = {{nullptr, 100, {0, 0}},
-               {text.data, -9, {4, 0}},
-               {text.data, 4, {4, 0}},
-               {text.data, 1024, {1024, 0}},
-               {text.data, 1025, {-1, TPEINVAL}},
-               {text.data, 0x100000004, {-1, TPEINVAL}},
-               {bytes.data, 0, {0, 0}},
-               {bytes.data, 1024, {1024, 0}},
-               {bytes.data, 1025, {-1, TPEINVAL}},
-               {bytes.data, -1, {-1, TPEINVAL}},
-               {structs, -5, {40, 0}},
-               {structs, 79, {40, 0}},
-               {structs, 1039, {1000, 0}},
-               {structs, 1040, {-1, TPEINVAL}},
-               {field.data, 500, {8, 0}},
-               {start.data, 0, {76, 0}},
-               {header.data, 50, {0, 0}}};
+  const std::tuple<const char*, long, Outcome> cases[] = {{nullptr, 100, {0, 0}},
+                                                          {text.data, -9, {4, 0}},
+                                                          {text.data, 4, {4, 0}},
+                                                          {text.data, 1024, {1024, 0}},
+                                                          {text.data, 1025, {-1, TPEINVAL}},
+                                                          {text.data, 0x100000004, {-1, TPEINVAL}},
+                                                          {bytes.data, 0, {0, 0}},
+                                                          {bytes.data, 1024, {1024, 0}},
+                                                          {bytes.data, 1025, {-1, TPEINVAL}},
+                                                          {bytes.data, -1, {-1, TPEINVAL}},
+                                                          {structs, -5, {40, 0}},
+                                                          {structs, 79, {40, 0}},
+                                                          {structs, 1039, {1000, 0}},
+                                                          {structs, 1040, {-1, TPEINVAL}},
+                                                          {field.data, 500, {8, 0}},
+                                                          {start.data, 0, {76, 0}},
+                                                          {header.data, 50, {0, 0}}};
   const auto checked = [](const char* data, long given) {
     tperrno = 0;
     return outcome(_data_itype_check(data, given, 0));
   };
-  for (const Case& c : cases) EXPECT_EQ(checked(c.data, c.given), c.sent) << c.given;
+  for (const auto& [data, given, sent] : cases) EXPECT_EQ(checked(data, given), sent) << given;
 
   std::memset(text.data, 'x', 1024);
   EXPECT_EQ(checked(text.data, 0), Outcome(-1, TPEINVAL)) << "a string without an end does not fit";
@@ -195,25 +190,22 @@ TEST_F(ServiceTest, InputLengthGoesByType) {
 }
 
 TEST_F(ServiceTest, FailuresAreDelivered) {
-  struct Case {
-    std::uint32_t msgtype, flags;
-    int error;
-  };
-  for (const Case& c : {Case{2003, TPESVCFAIL, TPESVCFAIL},
-                        {2003, 0, TPESYSTEM},
-                        {3003, 0, TPESYSTEM},
-                        {1003, 77, 77},
-                        {1150, 0, TPESYSTEM},
-                        {1004, 0, TPESYSTEM}}) {
+  using Case = std::tuple<std::uint32_t, std::uint32_t, int>;
+  for (const auto& [msgtype, flags, error] : {Case{2003, TPESVCFAIL, TPESVCFAIL},
+                                              {2003, 0, TPESYSTEM},
+                                              {3003, 0, TPESYSTEM},
+                                              {1003, 77, 77},
+                                              {1150, 0, TPESYSTEM},
+                                              {1004, 0, TPESYSTEM}}) {
     Buffer out;
-    gateway.send(Wire{.type = 3, .msgtype = c.msgtype, .result = 5, .flags = c.flags, .payload = "why"});
-    EXPECT_EQ(call(out), Outcome(-3, c.error)) << c.msgtype;
+    gateway.send(Wire{.type = 3, .msgtype = msgtype, .result = 5, .flags = flags, .payload = "why"});
+    EXPECT_EQ(call(out), Outcome(-3, error)) << msgtype;
     EXPECT_EQ(tpurcode, 5);
     EXPECT_EQ(out.shown(), "STRING why");
   }
-  for (const Case& c : {Case{2028, 0, TPESYSTEM}, {1028, 6, 6}, {1004, 0, TPESYSTEM}}) {
-    gateway.send(Wire{.size = 500, .msgtype = c.msgtype, .flags = c.flags});
-    EXPECT_EQ(request(TPACKWAIT), Outcome(-1, c.error)) << c.msgtype;
+  for (const auto& [msgtype, flags, error] : {Case{2028, 0, TPESYSTEM}, {1028, 6, 6}, {1004, 0, TPESYSTEM}}) {
+    gateway.send(Wire{.size = 500, .msgtype = msgtype, .flags = flags});
+    EXPECT_EQ(request(TPACKWAIT), Outcome(-1, error)) << msgtype;
   }
   EXPECT_EQ(_active_tpacall_count, 0);
   gateway.send(Wire{.msgtype = 1028});
@@ -289,11 +281,9 @@ TEST_F(ServiceTest, RepliesOutOfOrderAreParked) {
                               Wire{.msgtype = 1026}, Wire{.msgtype = 2028}, answer(44, "nobody's"),
                               answer(5, "replaced"), answer(5, "five"), answer(2, "two"), answer(3, "three")})
     gateway.send(message);
-  host::take_log();
+  take_log();
   EXPECT_EQ(collect(3, out), "3 STRING three");
-  EXPECT_THAT(
-      host::take_log(),
-      ElementsAre(LogRecord{0, 2, "CSC5708", "2008 tpcall reply arrived after timeout. Msg discarded : 3003 9"}));
+  EXPECT_TRUE(logged({{0, 2, "CSC5708", "2008 tpcall reply arrived after timeout. Msg discarded : 3003 9"}}));
   gateway.finish();  // the parked ones need no link
   EXPECT_EQ(collect(1, out, TPGETANY), "2 STRING two");
   EXPECT_EQ(collect(5, out, TPGETANY), "5 STRING five");
@@ -318,11 +308,10 @@ TEST_F(ServiceTest, TimedCollectEndsOnStrangersAndTime) {
   Buffer out;
   _bc_timeout = 1;
   request();
-  host::take_log();
+  take_log();
   gateway.send(Wire{.msgtype = 1150});
   EXPECT_EQ(collect(1, out), failed(TPESYSTEM));
-  EXPECT_THAT(host::take_log(),
-              ElementsAre(LogRecord{0, 2, "CSC5713", "0209 internal error : unknown message type :1150"}));
+  EXPECT_TRUE(logged({{0, 2, "CSC5713", "0209 internal error : unknown message type :1150"}}));
   EXPECT_EQ(collect(1, out), failed(TPETIME));
   gateway.finish();
   EXPECT_EQ(collect(1, out), failed(0));
@@ -333,26 +322,23 @@ TEST_F(ServiceTest, TimedCollectEndsOnStrangersAndTime) {
 
 // A reply is copied only where both its capacity and its payload fit; the buffer keeps its capacity.
 TEST_F(ServiceTest, RefillsOrReplacesTheOutputBuffer) {
-  struct Case {
-    std::uint32_t size;
-    std::size_t payload;
-    bool refilled;
-  } cases[] = {{1024, 1024, true}, {0, 1, true}, {1025, 3, false}, {4, 1025, false}, {0x100000, 5000, false}};
+  const std::tuple<std::uint32_t, std::size_t, bool> cases[] = {
+      {1024, 1024, true}, {0, 1, true}, {1025, 3, false}, {4, 1025, false}, {0x100000, 5000, false}};
   _bc_timeout = 5;
-  for (const Case& c : cases) {
+  for (const auto& [size, payload, refilled] : cases) {
     Buffer out;
     out.header()->reqctl = 0;
     char* const before = out.data;
     const int cd = request().first;
-    Wire reply = answer(static_cast<std::uint32_t>(cd), std::string(c.payload, 'r'));
+    Wire reply = answer(static_cast<std::uint32_t>(cd), std::string(payload, 'r'));
     reply.magic = 1;
-    reply.size = c.size;
+    reply.size = size;
     reply.reqctl = 0x02000000;
     gateway.send(reply);
     EXPECT_EQ(collect(cd, out, TPNOCHANGE), std::to_string(cd) + " STRING " + reply.payload);
-    EXPECT_EQ(out.data == before, c.refilled) << c.size;
-    EXPECT_EQ(out.header()->size, c.refilled ? 1024 : static_cast<int>(c.size));
-    EXPECT_EQ(out.header()->reqctl, c.refilled ? 0 : 0x02000000) << "the sender knows of its own reserve alone";
+    EXPECT_EQ(out.data == before, refilled) << size;
+    EXPECT_EQ(out.header()->size, refilled ? 1024 : static_cast<int>(size));
+    EXPECT_EQ(out.header()->reqctl, refilled ? 0 : 0x02000000) << "the sender knows of its own reserve alone";
   }
 }
 

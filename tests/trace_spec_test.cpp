@@ -1,7 +1,4 @@
 // Trace specifications: the settings that each text makes, and what is wrong with the bad ones.
-#include <cstdio>
-#include <cstdlib>
-
 #include "base/heap.h"
 #include "tests/support/test.h"
 #include "trace/spec.h"
@@ -34,15 +31,13 @@ class TraceSpecification : public testing::Test {
     _action = 0;
     _act_sleep = -1;
     _tmtrace = 0;
-    host::take_log();
+    take_log();
   }
 };
 
 TEST_F(TraceSpecification, AcceptedOnes) {
-  const struct {
-    const char* settings;  // level, action, seconds, receiver, target, message
-    std::vector<const char*> specs;
-  } cases[] = {
+  // The settings are level, action, seconds, receiver, target and message.
+  const std::pair<const char*, std::vector<const char*>> cases[] = {
       {"1 100000 -1 - - ", {"on", "atmi", ":ulog", "\t\natmi:\v\fulog\r", "atmi: ulog ", "atmi:ulog:/dye"}},
       {"0 200000 -1 - - ", {"off"}},
       {"1 200000 -1 - - ", {"atmi:ulog://undye//rest"}},
@@ -61,24 +56,20 @@ TEST_F(TraceSpecification, AcceptedOnes) {
       {"1 10000 -1 - dye(x) ", {"atmi:ulog:/dye(x)/abort"}},
       {"1 100000 -1 rcv - ", {"atmi:rcv//ulog/rest:dye"}},
   };
-  for (const auto& c : cases) {
-    for (const char* spec : c.specs) {
+  for (const auto& [expected, specs] : cases) {
+    for (const char* spec : specs) {
       reset();
       EXPECT_EQ(_parse_trace(spec, 0), 1) << spec;
-      EXPECT_EQ(settings(), c.settings) << spec;
+      EXPECT_EQ(settings(), expected) << spec;
       EXPECT_STREQ(_obuf, spec);
-      EXPECT_THAT(host::take_log(), IsEmpty()) << spec;
+      EXPECT_TRUE(logged({})) << spec;
     }
   }
 }
 
 TEST_F(TraceSpecification, RefusedOnes) {
-  const struct {
-    const char* code;
-    std::string text;
-    const char* names;  // of receiver and target, as they are left
-    std::vector<const char*> specs;
-  } cases[] = {
+  // The names are those of receiver and target, as they are left.
+  const std::tuple<const char*, std::string, const char*, std::vector<const char*>> cases[] = {
       {"TRC5003", kInvalid, "- -", {""}},
       {"TRC5003", kInvalid + " ", "- -", {" : :dye"}},
       {"TRC5003", kInvalid + "on:ulog:dye:", "- -", {"on:ulog:dye:"}},
@@ -99,12 +90,12 @@ TEST_F(TraceSpecification, RefusedOnes) {
       {"TRC5018", kIncomplete, "- tgt", {"atmi:ulog:/tgt/"}},
       {"TRC5020", kIncomplete, "- -", {"atmi:ulog:(a)"}},
   };
-  for (const auto& c : cases) {
-    for (const char* spec : c.specs) {
+  for (const auto& [code, text, names, specs] : cases) {
+    for (const char* spec : specs) {
       reset();
       EXPECT_EQ(_parse_trace(spec, 0), -1) << spec;
-      EXPECT_THAT(host::take_log(), ElementsAre(LogRecord{0, 2, c.code, c.text})) << spec;
-      EXPECT_THAT(settings(), HasSubstr(std::string(" ") + c.names + " ")) << spec;
+      EXPECT_TRUE(logged({{0, 2, code, text}})) << spec;
+      EXPECT_THAT(settings(), HasSubstr(std::string(" ") + names + " ")) << spec;
       EXPECT_EQ(_action, 0) << spec;
     }
   }
@@ -142,8 +133,7 @@ TEST_F(TraceSpecification, LengthsAreLimited) {
   EXPECT_EQ(_parse_trace(too_long.c_str(), 0), -1);
   EXPECT_EQ(_obuf, longest) << "not taken for parsing";
   EXPECT_EQ(_get_spec(too_long.data(), 3), nullptr);
-  EXPECT_THAT(host::take_log(),
-              ElementsAre(LogRecord{0, 2, "TRC5002", kInvalid + too_long}, LogRecord{0, 2, "TRC5019", kIncomplete}));
+  EXPECT_TRUE(logged({{0, 2, "TRC5002", kInvalid + too_long}, {0, 2, "TRC5019", kIncomplete}}));
   std::string long_target(5000, 't');
   long_target.front() = '/';
   long_target += "/abort";
@@ -175,17 +165,15 @@ TEST_F(TraceSpecification, SingleStepsStandOnTheirOwn) {
     std::strcat(std::strcpy(field, action), "(m)");
     EXPECT_STREQ(_get_spec(field, 3), action) << "no message holder, no message";
     EXPECT_EQ(_spel_chk(action, 3, 0), -1);
-    EXPECT_THAT(host::take_log(), ElementsAre(LogRecord{0, 2, code, kNoAction + action}));
+    EXPECT_TRUE(logged({{0, 2, code, kNoAction + action}}));
   }
 }
 
 TEST_F(TraceSpecification, SettingsPrintOnOneLine) {
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(_trace_dbg(), 1);
+  const auto shown = [] { EXPECT_EQ(_trace_dbg(), 1); };
+  EXPECT_EQ(printed(shown), "_level = [0], _action = [0], _act_sleep = [-1], \n");
   _parse_trace("xa:rcv/ulog:/tgt/sleep(3)", 0);
-  _trace_dbg();
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "_level = [0], _action = [0], _act_sleep = [-1], \n"
+  EXPECT_EQ(printed(shown),
             "_level = [0x4], _recv_spec = [rcv], _action = [0x400000], _act_spec = [tgt], _act_msg = [3], "
             "_act_sleep = [3], \n");
 }

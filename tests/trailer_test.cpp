@@ -1,6 +1,4 @@
 // Trailers: what adding, finding and removing entries leaves in the header and behind the data, and damaged areas.
-#include <tuple>
-
 #include "tests/support/test.h"
 
 namespace {
@@ -43,9 +41,9 @@ TEST_F(Trailer, FillsTheReserveEntryByEntry) {
   EXPECT_EQ(add(0xff, std::string(48, 'x')), 1);
   EXPECT_EQ(state(), Header(72, 1088, kPresent | 62));
   EXPECT_EQ(std::string(data_ + 10, 62), bytes("07 0a") + "0123456789" + bytes("ff 30") + std::string(48, 'x'));
-  host::take_log();
+  take_log();
   EXPECT_EQ(add(1, "y"), -1);
-  EXPECT_THAT(host::take_log(), ElementsAre(LogRecord{0, 2, "COM0050", "0209 internal error : trailer error"}));
+  EXPECT_TRUE(logged({{0, 2, "COM0050", "0209 internal error : trailer error"}}));
   EXPECT_EQ(state(), Header(72, 1088, kPresent | 62));
   EXPECT_EQ(found(7, 10), "0123456789");
   EXPECT_EQ(found(255, 64), std::string(48, 'x'));
@@ -91,14 +89,11 @@ TEST_F(Trailer, RemovalClosesTheGapAndFreesTheReserve) {
 TEST_F(Trailer, FindingStoresALengthOnlyForAPlaceToCopyTo) {
   add(3, "abc");
   char out[4] = "...";
-  struct Case {
-    char* out;
-    int room, after;
-  } cases[] = {{out, 0, 0}, {out, -1, -1}, {nullptr, 2, 2}, {out, 2, 0}};
-  for (const Case& c : cases) {
-    int length = c.room;
-    EXPECT_EQ(_vesk_find_trailer(header(), c.out, 3, &length), 1);
-    EXPECT_EQ(length, c.after);
+  const std::tuple<char*, int, int> cases[] = {{out, 0, 0}, {out, -1, -1}, {nullptr, 2, 2}, {out, 2, 0}};
+  for (const auto& [to, room, after] : cases) {
+    int length = room;
+    EXPECT_EQ(_vesk_find_trailer(header(), to, 3, &length), 1);
+    EXPECT_EQ(length, after);
     EXPECT_STREQ(out, "...");
   }
   EXPECT_EQ(_vesk_find_trailer(header(), out, 3, nullptr), 1);
@@ -111,19 +106,16 @@ TEST_F(Trailer, FindingStoresALengthOnlyForAPlaceToCopyTo) {
 }
 
 TEST_F(Trailer, DamagedAreasHoldNothing) {
-  struct Case {
-    const char* why;
-    std::string area;
-    unsigned low_byte;
-  } cases[] = {{"an entry runs past the area", bytes("05 02 41"), 3},
-               {"a lone tag", bytes("01 01 41 05"), 4},
-               {"empty", bytes("05 01 41"), 0},
-               {"longer than the payload", bytes("05 01 41"), 14},
-               {"longer than the reserve", std::string(100, '\5'), 65}};
-  for (const Case& c : cases) {
-    lay(c.area, c.low_byte);
-    EXPECT_EQ(found(5, 9), "none") << c.why;
-    EXPECT_EQ(_vesk_del_trailer(header(), nullptr, 5, nullptr), 0) << c.why;
+  const std::tuple<const char*, std::string, unsigned> cases[] = {
+      {"an entry runs past the area", bytes("05 02 41"), 3},
+      {"a lone tag", bytes("01 01 41 05"), 4},
+      {"empty", bytes("05 01 41"), 0},
+      {"longer than the payload", bytes("05 01 41"), 14},
+      {"longer than the reserve", std::string(100, '\5'), 65}};
+  for (const auto& [why, area, low_byte] : cases) {
+    lay(area, low_byte);
+    EXPECT_EQ(found(5, 9), "none") << why;
+    EXPECT_EQ(_vesk_del_trailer(header(), nullptr, 5, nullptr), 0) << why;
   }
   EXPECT_EQ(add(1, "a"), -1);
   lay(bytes("05 01 41"), 3);

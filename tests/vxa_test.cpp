@@ -13,6 +13,8 @@
 
 namespace {
 
+using Verb = int (*)(XID*, int, long);
+
 XID branch() {
   XID xid{};
   xid.formatID = 1;
@@ -128,23 +130,19 @@ TEST_F(LinkTest, OpensOnceAndClosesSilently) {
 }
 
 TEST_F(LinkTest, RefusesFlagsOutsideTheMasks) {
-  struct Case {
-    int (*verb)(XID*, int, long);
-    const char* name;
-    long accepted;
-  } cases[] = {{vesk_xa_start, "xa_start", 0x98200000},
-               {vesk_xa_end, "xa_end", 0x86100000},
-               {vesk_xa_rollback, "xa_rollback", 0x80000000},
-               {vesk_xa_prepare, "xa_prepare", 0x80000000},
-               {vesk_xa_commit, "xa_commit", 0xD0000000}};
+  const std::tuple<Verb, const char*, long> cases[] = {{vesk_xa_start, "xa_start", 0x98200000},
+                                                       {vesk_xa_end, "xa_end", 0x86100000},
+                                                       {vesk_xa_rollback, "xa_rollback", 0x80000000},
+                                                       {vesk_xa_prepare, "xa_prepare", 0x80000000},
+                                                       {vesk_xa_commit, "xa_commit", 0xD0000000}};
   std::ostringstream printed;
   printed << std::hex;
-  for (const Case& c : cases)
+  for (const auto& [verb, name, mask] : cases)
     for (int bit = 0; bit < 64; ++bit) {
-      const bool accepted = c.accepted >> bit & 1;  // then it comes as far as the missing XID
-      EXPECT_EQ(c.verb(nullptr, kRmid, static_cast<long>(1UL << bit)), accepted ? XAER_INVAL : XAER_PROTO) << bit;
+      const bool accepted = mask >> bit & 1;  // then it comes as far as the missing XID
+      EXPECT_EQ(verb(nullptr, kRmid, static_cast<long>(1UL << bit)), accepted ? XAER_INVAL : XAER_PROTO) << bit;
       if (accepted) continue;
-      printed << "[VeskXA] " << c.name << " invalid flag[" << (bit < 32 ? "0x" : "") << (1UL << bit & 0xffffffff)
+      printed << "[VeskXA] " << name << " invalid flag[" << (bit < 32 ? "0x" : "") << (1UL << bit & 0xffffffff)
               << "]\n";
     }
   EXPECT_EQ(vesk_xa_close(nullptr, 0, TMFAIL), XAER_PROTO);
@@ -187,23 +185,20 @@ Wire request(std::uint32_t seqno, std::uint32_t code, long flags, std::uint32_t 
 }
 
 TEST_F(LinkTest, EachVerbHasItsCodeAndGivesBackTheResult) {
-  struct Case {
-    int (*verb)(XID*, int, long);
-    long flags;
-    std::uint32_t code;
-  } cases[] = {{vesk_xa_end, TMSUCCESS, 150},     {vesk_xa_prepare, 0, 112},       {vesk_xa_commit, 0, 113},
-               {vesk_xa_commit, TMONEPHASE, 116}, {vesk_xa_commit, TMNOWAIT, 113}, {vesk_xa_rollback, 0, 114}};
+  const std::tuple<Verb, long, std::uint32_t> cases[] = {
+      {vesk_xa_end, TMSUCCESS, 150},     {vesk_xa_prepare, 0, 112},       {vesk_xa_commit, 0, 113},
+      {vesk_xa_commit, TMONEPHASE, 116}, {vesk_xa_commit, TMNOWAIT, 113}, {vesk_xa_rollback, 0, 114}};
   XID xid = branch();
   std::string printed;
   std::uint32_t seqno = 0;
   txid[0] = 77;
-  for (const Case& c : cases) {
+  for (const auto& [verb, flags, code] : cases) {
     for (const std::uint32_t kind : {1000u, 2000u}) {
-      gateway.send(Wire{.msgtype = c.code + kind, .result = 0xfffffffc, .txid = {1, 2, 3}});
-      EXPECT_EQ(c.verb(&xid, kRmid, c.flags), XAER_NOTA);
-      EXPECT_EQ(gateway.message(), request(seqno++, c.code, c.flags).bytes());
+      gateway.send(Wire{.msgtype = code + kind, .result = 0xfffffffc, .txid = {1, 2, 3}});
+      EXPECT_EQ(verb(&xid, kRmid, flags), XAER_NOTA);
+      EXPECT_EQ(gateway.message(), request(seqno++, code, flags).bytes());
     }
-    printed += "[VeskXA] do_request fail[-4][" + std::to_string(c.code + 2000) + "]\n";
+    printed += "[VeskXA] do_request fail[-4][" + std::to_string(code + 2000) + "]\n";
   }
   EXPECT_EQ(txid[0], 77) << "only a start names a transaction";
   EXPECT_EQ(console.text(), printed);
@@ -253,6 +248,13 @@ TEST_F(LinkTest, FailsWithoutAnAnswer) {
   EXPECT_EQ(_xa_opensw, 1) << "a failed verb leaves the link open";
 }
 
+// The code and the result of a complete.
+std::pair<int, int> completed(int handle, long flags, int rmid = kRmid) {
+  int result = 99;
+  const int code = vesk_xa_complete(&handle, &result, rmid, flags);
+  return {code, result};
+}
+
 TEST_F(LinkTest, SynchronousWaitSortsOutWhatArrives) {
   for (const Wire& message : {Wire{.magic = 0x90352083, .msgtype = 1149}, Wire{.msgtype = 1150, .cd = 41, .handle = 41},
                               Wire{.msgtype = 1150, .handle = 0xffffffff}, Wire{.msgtype = 3149, .handle = 0xffffffff},
@@ -263,11 +265,8 @@ TEST_F(LinkTest, SynchronousWaitSortsOutWhatArrives) {
   EXPECT_EQ(console.text(),
             "[VeskXA] invalid magic[-1875566461]\n[VeskXA] invalid msgtype[1150]\n"
             "[VeskXA] invalid msgtype[1150]\n[VeskXA] invalid msgtype[3149]\n");
-  int handle = 41;
-  int result = 9;
-  EXPECT_EQ(vesk_xa_complete(&handle, &result, kRmid, TMNOWAIT), XA_OK) << "the one with a handle was kept";
-  EXPECT_EQ(result, 0);
-  EXPECT_EQ(vesk_xa_complete(&handle, &result, kRmid, TMNOWAIT), XA_RETRY);
+  EXPECT_EQ(completed(41, TMNOWAIT), std::pair(XA_OK, 0)) << "the one with a handle was kept";
+  EXPECT_EQ(completed(41, TMNOWAIT), std::pair(XA_RETRY, 99));
 }
 
 TEST_F(LinkTest, AsynchronousRequestsAreCompletedByHandle) {
@@ -278,23 +277,17 @@ TEST_F(LinkTest, AsynchronousRequestsAreCompletedByHandle) {
   EXPECT_EQ(second, first + 1);
   const auto at = static_cast<std::uint32_t>(first);
   EXPECT_EQ(gateway.message(), request(0, 149, TMASYNC, at).bytes());
-  int handle = second;
-  int result = 99;
-  EXPECT_EQ(vesk_xa_complete(&handle, &result, kRmid, TMNOWAIT), XA_RETRY);
-  EXPECT_EQ(vesk_xa_complete(&handle, &result, kRmid + 1, 0), XAER_INVAL);
-  EXPECT_EQ(result, 99);
+  EXPECT_EQ(completed(second, TMNOWAIT), std::pair(XA_RETRY, 99));
+  EXPECT_EQ(completed(second, 0, kRmid + 1), std::pair(XAER_INVAL, 99));
 
   // Out of order: the wait for the second keeps the first, and a failure is a result like any other.
   gateway.send(Wire{.msgtype = 1149, .result = 0, .txid = {1, 2, 3}, .cd = at, .handle = at});
   gateway.send(Wire{.msgtype = 2150, .result = 0xfffffffa, .cd = at + 1, .handle = at + 1});
-  EXPECT_EQ(vesk_xa_complete(&handle, &result, kRmid, 0), XA_OK);
-  EXPECT_EQ(result, XAER_PROTO);
-  handle = first;
-  EXPECT_EQ(vesk_xa_complete(&handle, &result, kRmid, 0), XA_OK);
-  EXPECT_EQ(result, XA_OK);
+  EXPECT_EQ(completed(second, 0), std::pair(XA_OK, XAER_PROTO));
+  EXPECT_EQ(completed(first, 0), std::pair(XA_OK, XA_OK));
   EXPECT_EQ(txid[0], 77) << "an asynchronous start names no transaction";
   gateway.finish();
-  EXPECT_EQ(vesk_xa_complete(&handle, &result, kRmid, 0), XAER_RMERR);
+  EXPECT_EQ(completed(first, 0), std::pair(XAER_RMERR, 99));
   EXPECT_THAT(console.text(), testing::EndsWith("[VeskXA] recv fail\n[VeskXA] xa_complete recv msg fail\n"));
 }
 

@@ -24,9 +24,7 @@ struct Read {
     const peer::End near{dup2(stream.near.fd(), kDescriptor)};
     stream.far.send(bytes);
     stream.far.hang_up();
-    Console console;
-    message.reset(_read_from_xagw(kDescriptor));
-    printed = console.text();
+    printed = ::printed([this] { message.reset(_read_from_xagw(kDescriptor)); });
   }
   explicit Read(const Wire& wire) : Read(wire.bytes()) {}
 
@@ -47,9 +45,7 @@ TEST(ReadMessage, FailsWhereverTheStreamEnds) {
     EXPECT_EQ(cut.message, nullptr) << n;
     EXPECT_EQ(cut.printed, n < 136 ? short_read(n, 136) : short_read(n - 136, 10));
   }
-  Console console;
-  EXPECT_EQ(_read_from_xagw(-1), nullptr);
-  EXPECT_EQ(console.text(), "[VeskXA] read from xagw fail! [-1:-1:136]\n");
+  EXPECT_EQ(printed([] { EXPECT_EQ(_read_from_xagw(-1), nullptr); }), "[VeskXA] read from xagw fail! [-1:-1:136]\n");
 }
 
 // The block must hold the capacity that the header claims, and the reserve for trailers behind it.
@@ -99,12 +95,8 @@ TEST(ReadMessage, DecodesFieldsOrFails) {
   }
 }
 
-void reverse_four(const void* src, void* dst) {
-  for (int i = 0; i < 4; ++i) static_cast<char*>(dst)[i] = static_cast<const char*>(src)[3 - i];
-}
-
 TEST(ReadMessage, DecodesStructsOrFails) {
-  const host::Structs structs{{host::struct_row("sixteen_letters_", 4, 6, 0, -1, reverse_four)}, {}};
+  const host::Structs structs{{host::struct_row("sixteen_letters_", 4, 6, 0, -1, host::reverse_four)}, {}};
   const Read read{Wire{.type = 1, .size = 3000, .subtype = "sixteen_letters_and", .payload = "dcba--hgfe--xx"}};
   EXPECT_EQ(read.payload(8), "abcdefgh");
   EXPECT_EQ(read.message->datalen, 8) << "what makes no whole struct does not count";

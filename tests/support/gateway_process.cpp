@@ -7,25 +7,17 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <iostream>
 #include <stdexcept>
 
-#include "vxa/vxa_host.h"
-
 namespace {
 
-// The child's whole life; what it prints goes into the pipe.
-[[noreturn]] void serve(vxa::gateway::Options options, int out) {
+// The child's whole life, which ends here in any case; what it prints goes into the pipe.
+[[noreturn]] void serve(vxa::gateway::Options options, int out) noexcept {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   ::dup2(out, STDOUT_FILENO);
   options.verbose = false;
-  try {
-    vxa::gateway::run(options, std::cout);
-  } catch (const std::exception& error) {
-    std::cerr << error.what() << '\n';
-    std::_Exit(1);
-  }
+  vxa::gateway::run(options, std::cout);
   std::cout.flush();
   std::exit(0);
 }
@@ -63,11 +55,4 @@ int GatewayProcess::end(int signal) {
   ::waitpid(child_, &status, 0);
   child_ = 0;
   return status;
-}
-
-RawClient::RawClient(const GatewayProcess& gateway) { take(_network_connect("127.0.0.1", 0, gateway.port())); }
-
-std::string RawClient::answer(const std::string& request) {
-  send(request);
-  return message();
 }

@@ -5,6 +5,7 @@
 
 #include "gateway/gateway.h"
 #include "tests/support/peer.h"
+#include "vxa/vxa_host.h"
 
 class GatewayProcess {
  public:
@@ -26,8 +27,11 @@ class GatewayProcess {
 // A client that speaks bytes.
 class RawClient : public peer::End {
  public:
-  explicit RawClient(const GatewayProcess& gateway);
+  explicit RawClient(const GatewayProcess& gateway) { take(_network_connect("127.0.0.1", 0, gateway.port())); }
 
   // The message that answers the bytes.
-  std::string answer(const std::string& request);
+  std::string answer(const std::string& request) {
+    send(request);
+    return message();
+  }
 };

@@ -11,20 +11,13 @@ namespace peer {
 
 inline constexpr int kRmid = 7;
 
-// Console output of what runs while the object lives. What nobody takes is shown when the test fails, along with the
-// failures that were reported meanwhile.
+// Console output of what runs while the object lives. What nobody takes is shown in the end, along with the failures
+// that were reported meanwhile.
 class Console {
  public:
   Console() { testing::internal::CaptureStdout(); }
-  ~Console() {
-    if (taken_) return;
-    const std::string rest = testing::internal::GetCapturedStdout();
-    if (testing::Test::HasFailure()) std::fputs(rest.c_str(), stdout);
-  }
-  std::string text() {
-    taken_ = true;
-    return testing::internal::GetCapturedStdout();
-  }
+  ~Console() { std::fputs(text().c_str(), stdout); }
+  std::string text() { return std::exchange(taken_, true) ? "" : testing::internal::GetCapturedStdout(); }
 
  private:
   bool taken_ = false;

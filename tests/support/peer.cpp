@@ -99,17 +99,15 @@ Stream::Stream(bool socket) {
 
 Gateway::Gateway() : listener_(_network_listen_ipaddr2(htonl(INADDR_LOOPBACK), &port_)) {
   signal(SIGPIPE, SIG_IGN);
-  require(listener_ >= 0, "listen");
+  require(static_cast<bool>(listener_), "listen");
 }
-
-Gateway::~Gateway() { ::close(listener_); }
 
 std::string Gateway::open_string(const char* options) const {
   return "host=127.0.0.1:" + std::to_string(port_) + options;
 }
 
 void Gateway::accept() {
-  const int fd = ::accept(listener_, nullptr, nullptr);
+  const int fd = ::accept(listener_.get(), nullptr, nullptr);
   const timeval patience{5, 0};
   require(setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience) == 0, "accept");
   take(fd);

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "base/descriptor.h"
+
 namespace peer {
 
 // A message on the wire, put together by the header's table of offsets. Words that are not named are zero.
@@ -74,7 +76,6 @@ struct Stream {
 class Gateway : public End {
  public:
   Gateway();
-  ~Gateway();
 
   int port() const { return port_; }
   std::string open_string(const char* options = "") const;
@@ -82,7 +83,7 @@ class Gateway : public End {
 
  private:
   int port_ = 0;
-  int listener_;
+  vxa::Descriptor listener_;
 };
 
 // While it lives, a signal interrupts the main thread's system calls every millisecond.

@@ -30,6 +30,11 @@ class Structs {
   std::vector<vesk_sdl_member> members_;
 };
 
+// A conversion of elements of four bytes.
+inline void reverse_four(const void* src, void* dst) {
+  for (int i = 0; i < 4; ++i) static_cast<char*>(dst)[i] = static_cast<const char*>(src)[3 - i];
+}
+
 // A struct whose elements one routine converts both ways; without one, member by member.
 inline vesk_sdl_struct struct_row(const char* name, int host_size, int network_size, int first = 0, int last = -1,
                                   void (*convert)(const void*, void*) = nullptr) {

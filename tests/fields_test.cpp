@@ -22,11 +22,9 @@ const int kOne = 1;
 TEST(Put, LaysOutEveryTypeAndLeavesPaddingAlone) {
   Buffer buf;
   std::memset(buf + 8, 'x', 1024);
-  const short s = -2;
-  const float f = 1.5F;
   const std::int32_t stored = -1;
-  buf.put_value(kChar, "A", 0).put_value(kShort, &s, 0).put(kInt, 0x01020304).put(kLong, 0x100000005L);
-  buf.put_value(kFloat, &f, 0).put(kDouble, -2.0).put(kString, "abc").put(kString, "abcd").put(kString, "");
+  buf.put(kChar, 'A').put(kShort, -2).put(kInt, 0x01020304).put(kLong, 0x100000005L).put(kFloat, 1.5F);
+  buf.put(kDouble, -2.0).put(kString, "abc").put(kString, "abcd").put(kString, "");
   buf.put_value(kCarray, "\0xyz\xff", 5);
   EXPECT_EQ(_fbput(buf, kLong, &stored, 4), 1) << "reads four bytes";
   EXPECT_EQ(buf.image(), bytes("b8 22 00 00  78 00 00 00"
@@ -60,8 +58,7 @@ TEST(Changes, MoveWhatFollows) {
   EXPECT_EQ(fbget(buf, kInt, &value, nullptr), 1);
   EXPECT_EQ(fbdelete(buf, kInt, 0), 1);
   EXPECT_EQ(fbupdate(buf, kString, 0, "x", 0), 1);
-  EXPECT_EQ(fbdelall(buf, kInt), 4);
-  EXPECT_EQ(fberror, 0);
+  EXPECT_EQ(outcome(fbdelall(buf, kInt)), std::pair(4, 0));
   EXPECT_EQ(buf.records().substr(0, 14), bytes("03 00 00 0d 09 00 00 00  07 00 00 1c 78 00"))
       << "fetched ones are of another key";
 }
@@ -96,27 +93,6 @@ TEST(Changes, FailBeforeTheyWriteAnything) {
   EXPECT_EQ(fbget_unused(buf), 0);
 }
 
-TEST(Get, CopiesByTypeAndMarks) {
-  Buffer buf;
-  buf.put(kLong, -1L).put(kDouble, 2.5).put(kString, "abcdef").put_value(kCarray, "12345", 5);
-  long number = 0;
-  int len = 77;
-  EXPECT_EQ(fbget(buf, kLong, &number, &len), 1);
-  EXPECT_EQ(number, 4294967295L);
-  EXPECT_EQ(len, 77) << "fixed lengths are not told";
-  double real = 0;
-  EXPECT_EQ(fbget(buf, kDouble, &real, nullptr), 1);
-  EXPECT_EQ(real, 2.5);
-  char text[8] = "zzzzzzz";
-  EXPECT_EQ(fbget(buf, kString, text, &(len = 4)), 1) << "without a policy the length is not enforced";
-  EXPECT_STREQ(text, "abcdef");
-  EXPECT_EQ(len, 7);
-  EXPECT_EQ(fbget(buf, kCarray, text, nullptr), 1);
-  EXPECT_EQ(std::string(text, 6), "12345f");
-  for (const int offset : {8, 16, 32, 48}) EXPECT_EQ(buf.key_at(offset) & kFetched, kFetched) << offset;
-  EXPECT_EQ(fbfldcount(buf), 4);
-}
-
 TEST(GetFromPosition, StartsOverWhereNoRecordOfTheKeyBegins) {
   // The bytes of the carray look like a record of kInt.
   const std::string record = bytes("03 00 00 0c 07 00 00 00");
@@ -129,10 +105,8 @@ TEST(GetFromPosition, StartsOverWhereNoRecordOfTheKeyBegins) {
     Buffer buf;
     buf.put(kShort, 1).put_value(kCarray, record.data(), 8).put(kInt, 24).put(kShort, 2).put(kInt, 40);
     int value = hint, pos = hint;
-    EXPECT_EQ(fbgetf(buf, kInt, &value, nullptr, &pos), result) << hint;
-    EXPECT_EQ(fberror, result == 1 ? 0 : FBENOENT) << hint;
-    EXPECT_EQ(pos, position) << hint;
-    EXPECT_EQ(value, position) << hint;
+    EXPECT_EQ(outcome(fbgetf(buf, kInt, &value, nullptr, &pos)), std::pair(result, result == 1 ? 0 : FBENOENT)) << hint;
+    EXPECT_EQ(std::pair(pos, value), std::pair(position, position)) << hint;
   }
 }
 
@@ -150,19 +124,16 @@ TEST(FindValue, ComparesByType) {
                    {kLong, &five, 0, 1},    {kString, "abcd", 0, 1}, {kLong, &unsigned_form, 0, 0},
                    {kString, "ab", 0, -1},  {kCarray, "123", 3, 0},  {kCarray, "1234567", 7, 0},
                    {kCarray, "124", 3, -1}, {kUnknown, "1", 0, -1}};
-  for (const auto& [field, value, len, occurrence] : kSearches) {
-    EXPECT_EQ(fbgetnth(buf, field, value, len), occurrence) << (field >> 26);
-    EXPECT_EQ(fberror, 0);
-  }
+  for (const auto& [field, value, len, occurrence] : kSearches)
+    EXPECT_EQ(outcome(fbgetnth(buf, field, value, len)), std::pair(occurrence, 0)) << (field >> 26);
   expect_refusals({{"fbgetnth = -1", FBEINVAL, [&] { fbgetnth(buf, kCarray, "1", 0); }},
                    {"fbgetnth = -1", FBEMINNO, [&] { fbgetnth(buf, kString, "ab", 0); }}});
 }
 
 TEST(NullTest, KnowsTheNullOfEachType) {
   Buffer buf;
-  const char c[] = {0, 1};
-  buf.put_value(kChar, c, 0).put(kDouble, -0.0).put(kString, "").put(kLong, 0x100000000L);
-  buf.put_value(kChar, c + 1, 0).put(kString, "x").put(kInt, -1);
+  buf.put(kChar, '\0').put(kDouble, -0.0).put(kString, "").put(kLong, 0x100000000L);
+  buf.put(kChar, '\1').put(kString, "x").put(kInt, -1);
   for (const int offset : {8, 16, 32, 40}) EXPECT_EQ(_is_value_null(buf + offset), 1) << offset;
   for (const int offset : {48, 56, 64}) EXPECT_EQ(_is_value_null(buf + offset), 0) << offset;
   EXPECT_EQ(_is_value_null(bytes("08 00 00 20 00 00 00 00").data()), 1);
@@ -180,8 +151,7 @@ TEST(Search, FilesWhatItFinds) {
   EXPECT_EQ(_getnth_from_curpos(buf, buf + 12), -1);
   EXPECT_EQ(_getnth_from_curpos(buf, &offset), -1);
   EXPECT_GE(_srch_fcache(buf, kInt, 5, &occurrence, &offset), 0);
-  EXPECT_EQ(occurrence, 5);
-  EXPECT_EQ(offset, 80);
+  EXPECT_EQ(std::pair(occurrence, offset), std::pair(5, 80));
   EXPECT_EQ(_srch_fcache(buf, kInt, 4, &occurrence, &offset), -1);
   EXPECT_EQ(fbkeyoccur(buf, kInt), 40);
   EXPECT_GE(_srch_fcache(buf, kInt, 1000, &occurrence, &offset), 0);
@@ -236,10 +206,8 @@ TEST(DamagedBuffer, IsWalkedAsFarAsItsRecordsGo) {
     int stepped = 0, field = 0, nth = 0;
     while (stepped <= expected && fbnext_tu(buf, &field, &nth, nullptr, nullptr) == 1) ++stepped;
     EXPECT_EQ(stepped, expected);
-    EXPECT_EQ(fbgetlen(buf, kUnknown, 0), -1);
-    EXPECT_EQ(fberror, records.starts_with(unknown) ? FBEBADFLD : FBENOENT);
-    EXPECT_EQ(fbput(buf, kInt, &kOne, 0), put_code == 0 ? 1 : -1);
-    EXPECT_EQ(fberror, put_code);
+    EXPECT_EQ(refusal(fbgetlen(buf, kUnknown, 0)), records.starts_with(unknown) ? FBEBADFLD : FBENOENT);
+    EXPECT_EQ(outcome(fbput(buf, kInt, &kOne, 0)), std::pair(put_code == 0 ? 1 : -1, put_code));
     buf.forge("");
   }
 }
@@ -265,47 +233,29 @@ TEST(FieldCalls, RefuseWhatIsMissing) {
   EXPECT_EQ(events[2], (TraceEvent{"fbgetval", 1, "fbgetval(0, 5, -1, 0)"}));
   EXPECT_EQ(buf.key_at(8), kInt);
   EXPECT_EQ(unknown.key_at(8), kUnknown);
-  EXPECT_EQ(_get_fbval_to_usrloc(buf + 16, &value, nullptr), -1) << "a carray needs its length";
-  EXPECT_EQ(fberror, FBEINVAL);
-  EXPECT_EQ(_fbput(buf, kCarray, "", 0), -1);
-  EXPECT_EQ(fberror, FBEINVAL);
+  EXPECT_EQ(refusal(_get_fbval_to_usrloc(buf + 16, &value, nullptr)), FBEINVAL) << "a carray needs its length";
+  EXPECT_EQ(refusal(_fbput(buf, kCarray, "", 0)), FBEINVAL);
 }
 
 // Programs copy whole records over a buffer; what was remembered of the old ones must not be believed.
 TEST(Search, BelievesTheBufferNotItsMemory) {
-  const auto overwrite = [](Buffer& buf, const char* image) {
-    const std::string records = bytes(image);
-    std::memcpy(buf, records.data(), records.size());
-  };
-  const auto value = [](Buffer& buf, int number) {
-    const auto* at = static_cast<const int*>(fbgetval(buf, fbmake_fldkey(FB_INT, number), 0, nullptr));
+  Buffer buf;
+  buf.put(key(FB_INT, 9), 1).put(key(FB_INT, 9), 2);
+  const auto overwrite = [&](const char* records) { std::memcpy(buf + 8, bytes(records).data(), 16); };
+  const auto value = [&](int number) {
+    const auto* at = static_cast<const int*>(fbgetval(buf, key(FB_INT, number), 0, nullptr));
     return at ? *at : -1;
   };
-  Buffer buf;
-  overwrite(buf, "b8 22 00 00  18 00 00 00  01 00 00 0c  0b 00 00 00  02 00 00 0c  0c 00 00 00");
-  EXPECT_EQ(value(buf, 2), 12);
-  EXPECT_EQ(value(buf, 3), -1);
-  overwrite(buf, "b8 22 00 00  18 00 00 00  03 00 00 0c  0d 00 00 00  02 00 00 0c  0e 00 00 00");
-  EXPECT_EQ(value(buf, 3), 13) << "a key that was not there, in front of one that is still in its place";
-  EXPECT_EQ(value(buf, 1), -1);
-  overwrite(buf, "b8 22 00 00  18 00 00 00  02 00 00 0c  0f 00 00 00  01 00 00 0c  10 00 00 00");
-  EXPECT_EQ(value(buf, 2), 15);
-  EXPECT_EQ(value(buf, 1), 16);
-  EXPECT_EQ(fbkeyoccur(buf, fbmake_fldkey(FB_INT, 3)), 0);
-}
-
-TEST(Search, GoesRoundManyBuffers) {
-  Buffer bufs[6];
-  for (Buffer& buf : bufs) buf.put(kShort, 9).put(kInt, 1).put(kInt, 2).put(kInt, 3);
-  for (const int expected : {1, 2, 3})
-    for (Buffer& buf : bufs) {
-      int value = 0;
-      EXPECT_EQ(fbispres(buf, kInt, 0), 1);
-      EXPECT_EQ(fbget(buf, kInt, &value, nullptr), 1);
-      EXPECT_EQ(value, expected);
-      if (expected == 1) fbdelete(buf, kShort, 0);
-    }
-  for (Buffer& buf : bufs) EXPECT_EQ(fbispres(buf, kInt, 0), 0);
+  overwrite("01 00 00 0c  0b 00 00 00  02 00 00 0c  0c 00 00 00");
+  EXPECT_EQ(value(2), 12);
+  EXPECT_EQ(value(3), -1);
+  overwrite("03 00 00 0c  0d 00 00 00  02 00 00 0c  0e 00 00 00");
+  EXPECT_EQ(value(3), 13) << "a key that was not there, in front of one that is still in its place";
+  EXPECT_EQ(value(1), -1);
+  overwrite("02 00 00 0c  0f 00 00 00  01 00 00 0c  10 00 00 00");
+  EXPECT_EQ(value(2), 15);
+  EXPECT_EQ(value(1), 16);
+  EXPECT_EQ(fbkeyoccur(buf, key(FB_INT, 3)), 0);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "vxa/fml.h"
 
 #include <functional>
+#include <tuple>
 
 #include "tests/support/test.h"
 
@@ -120,11 +121,8 @@ TEST(FmlNames, GiveBackWhatTheirCallsGive) {
   EXPECT_EQ(Fcmp(record, copy), 0);
 
   const host::Tracing tracing;
-  EXPECT_EQ(Fidxused(record), 0);
-  EXPECT_EQ(Findex(record, 3), 1);
-  EXPECT_EQ(Frstrindex(record, 3), 1);
-  EXPECT_EQ(Funindex(record), 0);
-  EXPECT_EQ(Fchksum(record), -1);
+  EXPECT_EQ(std::tuple(Fidxused(record), Funindex(record), Fchksum(record)), std::tuple(0, 0, -1));
+  EXPECT_EQ(std::tuple(Findex(record, 3), Frstrindex(record, 3)), std::tuple(1, 1));
   EXPECT_TRUE(host::take_trace().empty()) << "indexes and the checksum do nothing";
   EXPECT_EQ(Fcmp(record, copy), 0);
   Ffree(copy);

@@ -1,4 +1,6 @@
 // Struct description files: lists of them, joining, renumbering, and every way in which one can be broken.
+#include <tuple>
+
 #include "tests/support/test.h"
 
 namespace {
@@ -46,10 +48,8 @@ class StructFile : public testing::Test {
     return all;
   }
   static void expect_empty() {
-    EXPECT_EQ(_sdl_table, nullptr);
-    EXPECT_EQ(_sdl_field_table, nullptr);
-    EXPECT_EQ(_sdl_table_size, 0);
-    EXPECT_EQ(_sdl_field_table_size, 0);
+    EXPECT_EQ(std::tuple(_sdl_table, _sdl_field_table), std::tuple(nullptr, nullptr));
+    EXPECT_EQ(std::tuple(_sdl_table_size, _sdl_field_table_size), std::tuple(0, 0));
   }
 
   TempDir folder_;
@@ -68,8 +68,7 @@ TEST_F(StructFile, SeveralAreJoinedAndRenumbered) {
 
   EXPECT_EQ(_get_host_stsize("exactly16characters"), 77);
   EXPECT_EQ(_get_host_stsize("none"), -1);
-  int host_size = 0;
-  int network_size = 0;
+  int host_size = 0, network_size = 0;
   EXPECT_EQ(_get_host_nw_stsize("one", &host_size, &network_size), 1);
   EXPECT_EQ(_get_host_nw_stsize("none", &host_size, &network_size), -1);
   EXPECT_EQ(std::pair(host_size, network_size), std::pair(3000, 3001));
@@ -115,8 +114,7 @@ TEST_F(StructFile, OneThatIsNoneEndsTheLoadWithWhatCameBefore) {
   const std::string stub = folder_.file("stub.sdl", first_file().substr(0, 11));
   for (const std::string& bad : {missing, foreign, stub, folder_.path("")}) {
     EXPECT_EQ(load(two_ + "," + bad + "," + one_), -1) << bad;
-    EXPECT_EQ(_sdl_table_size, 1) << bad;
-    EXPECT_EQ(_sdl_field_table_size, 2) << bad;
+    EXPECT_EQ(std::tuple(_sdl_table_size, _sdl_field_table_size), std::tuple(1, 2)) << bad;
   }
   EXPECT_EQ(_sdlfile_loadsw, 0);
   EXPECT_THAT(host::take_log(), ElementsAre(LogRecord{1, 2, "CLI0116", "0010 file open error : " + missing},
@@ -138,24 +136,27 @@ TEST_F(StructFile, OneCutShortAnywhereLeavesNothing) {
 }
 
 TEST_F(StructFile, CountsThatLieAreFailedReads) {
-  struct Case {
+  const std::string at_structs = "0011 file read error : 0 ";
+  const struct {
     int structs, members;
     std::vector<LogRecord> log = {};
-  } cases[] = {{0, 5, {{1, 2, "CLI0122", "0011 file read error : 0 0"}}},
-               {-1, 5, {{1, 2, "CLI0122", "0011 file read error : 0 -64"}}},
-               {10, 5, {{1, 2, "CLI0122", "0011 file read error : 0 640"}}},
-               {3, 5},
-               {2, 0},
-               {2, -5},
-               {2, 6}};
-  for (const Case& c : cases) {
-    const std::string lying = folder_.file("lying.sdl", file_header(c.structs, c.members) + first_file().substr(12));
-    EXPECT_EQ(load(lying), -1) << c.structs << " " << c.members;
+  } kCounts[] = {{0, 5, {{1, 2, "CLI0122", at_structs + "0"}}},
+                 {-1, 5, {{1, 2, "CLI0122", at_structs + "-64"}}},
+                 {10, 5, {{1, 2, "CLI0122", at_structs + "640"}}},
+                 {3, 5},
+                 {2, 0},
+                 {2, -5},
+                 {2, 6}};
+  const auto load_lying = [&](int structs, int members) {
+    return load(one_ + ',' + folder_.file("lying.sdl", file_header(structs, members) + first_file().substr(12)));
+  };
+  for (const auto& [structs, members, log] : kCounts) {
+    SCOPED_TRACE(testing::Message() << structs << ' ' << members);
+    EXPECT_EQ(load_lying(structs, members), -1);
     expect_empty();
-    EXPECT_EQ(host::take_log(), c.log) << c.structs << " " << c.members;
+    EXPECT_EQ(host::take_log(), log);
   }
-  const std::string huge = folder_.file("huge.sdl", file_header(0x7fffffff, 1) + first_file().substr(12));
-  EXPECT_EQ(load(one_ + "," + huge), -1);
+  EXPECT_EQ(load_lying(0x7fffffff, 1), -1);
   expect_empty();
 }
 

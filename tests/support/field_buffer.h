@@ -3,6 +3,8 @@
 
 #include <cstring>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 #include "vxa/fbuf.h"
 
@@ -13,6 +15,18 @@ constexpr int key(int type, int number) {
 }
 inline constexpr int kFetched = 0x01000000;
 
+// What a call gives back, with the error code after it.
+template <class Result>
+std::pair<Result, int> outcome(Result result) {
+  return {result, fberror};
+}
+
+// The code with which a call fails that gives back -1 or null; -1 for one that succeeded.
+template <class Result>
+int refusal(Result result) {
+  return result == Result(-1) || (std::is_pointer_v<Result> && !result) ? fberror : -1;
+}
+
 class Buffer {
  public:
   explicit Buffer(int count = 0, int datalen = 0) : data_(static_cast<char*>(fballoc(count, datalen))) {}
@@ -22,9 +36,10 @@ class Buffer {
 
   operator char*() const { return data_; }
 
-  Buffer& put(int field, int value) { return put_value(field, &value, 0); }
-  Buffer& put(int field, long value) { return put_value(field, &value, 0); }
-  Buffer& put(int field, double value) { return put_value(field, &value, 0); }
+  template <class Number>
+  Buffer& put(int field, Number value) {
+    return put_value(field, &value, 0);
+  }
   Buffer& put(int field, const char* text) { return put_value(field, text, 0); }
   Buffer& put_value(int field, const void* value, int len) {
     if (fbput(data_, field, value, len) != 1) throw fberror;

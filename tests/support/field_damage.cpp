@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "tests/support/field_buffer.h"
 #include "tests/support/field_script.h"
-#include "vxa/fbuf.h"
 
 #if defined(__has_feature)
 #define VXA_CLANG_ASAN __has_feature(address_sanitizer)
@@ -30,26 +30,18 @@ constexpr std::size_t kReserve = 64;  // behind the capacity, part of the block
 constexpr char kValue[64] = "12.5 serves every type, and has a terminator";
 
 // A full buffer: the used length, then the records' bytes again and again.
-class Damaged {
- public:
-  Damaged(int used, const std::uint8_t* bytes, std::size_t size) : data_(static_cast<char*>(fballoc(0, 0))) {
-    std::memcpy(data_ + 4, &used, sizeof used);
-    for (std::size_t i = 8; i < kCapacity; ++i) data_[i] = size ? static_cast<char>(bytes[i % size]) : '\0';
-    ASAN_POISON_MEMORY_REGION(data_ + kCapacity, kReserve);
+struct Damaged : Buffer {
+  Damaged(int used, const std::uint8_t* bytes, std::size_t size) {
+    std::string records(kCapacity - 8, '\0');
+    for (std::size_t i = 0; size && i < records.size(); ++i) records[i] = static_cast<char>(bytes[(i + 8) % size]);
+    forge(records, used);
+    ASAN_POISON_MEMORY_REGION(*this + kCapacity, kReserve);
   }
-  Damaged(const Damaged&) = delete;
-  Damaged& operator=(const Damaged&) = delete;
   ~Damaged() {
-    ASAN_UNPOISON_MEMORY_REGION(data_ + kCapacity, kReserve);
+    ASAN_UNPOISON_MEMORY_REGION(*this + kCapacity, kReserve);
     const unsigned magic = 8888;
-    std::memcpy(data_, &magic, sizeof magic);
-    fbfree(data_);
+    std::memcpy(*this, &magic, sizeof magic);
   }
-
-  char* get() const { return data_; }
-
- private:
-  char* data_;
 };
 
 // What a call is given, and what it gives back: comparable between two buffers.
@@ -97,7 +89,7 @@ const Function kFunctions[] = {
     },
     [](char* b, Call& c) -> long {
       const Damaged other{64, reinterpret_cast<const std::uint8_t*>(kValue), 16};
-      return c.number % 2 ? fbbufop(b, other.get(), c.type) : fbbufop(other.get(), b, c.type);
+      return c.number % 2 ? fbbufop(b, other, c.type) : fbbufop(other, b, c.type);
     },
     [](char* b, Call& c) -> long { return fbputt(b, c.key, kValue, 4, c.type); },
     [](char* b, Call& c) -> long { return c.copied(fbgetvalt(b, c.key, 0, &c.length, c.type)); },
@@ -123,19 +115,19 @@ void call_on_damaged(const std::uint8_t* bytes, std::size_t size) {
   const Damaged cached{used, bytes + head, size - head}, fresh{used, bytes + head, size - head};
   for (std::size_t i = 0; i + 4 < size; i += 4) {
     const std::size_t which = bytes[i] % std::size(kFunctions);
-    Call call{.key = 0, .number = bytes[i + 1] % 7 - 1, .type = bytes[i + 1] % 10};
-    std::memcpy(&call.key, cached.get() + 8 * (1 + bytes[i + 2] % 128), sizeof call.key);
+    Call call{
+        .key = cached.key_at(8 * (1 + bytes[i + 2] % 128)), .number = bytes[i + 1] % 7 - 1, .type = bytes[i + 1] % 10};
     if (bytes[i + 3] % 4 == 0) call.key &= ~0x01000000;
     const auto outcome = [&](const Damaged& buffer) {
       Call made = call;
-      made.result = kFunctions[which](buffer.get(), made);
+      made.result = kFunctions[which](buffer, made);
       made.error = fberror;
       return made;
     };
-    _clear_fcache(fresh.get());
+    _clear_fcache(fresh);
     if (outcome(fresh) != outcome(cached))
       throw std::logic_error("result depends on the cache: call " + std::to_string(which));
-    if (std::memcmp(cached.get(), fresh.get(), kCapacity) != 0)
+    if (std::memcmp(cached, fresh, kCapacity) != 0)
       throw std::logic_error("contents depend on the cache: call " + std::to_string(which));
   }
 }

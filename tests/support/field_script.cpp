@@ -51,9 +51,9 @@ class Script {
     return value;
   }
 
-  // One of three buffers, the same again most of the time.
+  // One of six buffers, more than are remembered at a time; the same again most of the time.
   int buffer() {
-    if (const int choice = byte(); choice < 32) buffer_ = choice % 3;
+    if (const int choice = byte(); choice < 32) buffer_ = choice % 6;
     return buffer_;
   }
 
@@ -85,13 +85,13 @@ void require(bool holds, const char* what) {
   if (!holds) throw std::logic_error(what);
 }
 
-void require_same(ModelResult library, ModelResult model, const char* call) {
+// What the library's call has just given back, and the error code it left, against the model's.
+void require_same(int result, ModelResult model, const char* call) {
+  const ModelResult library{result, fberror};
   if (library == model) return;
   const auto text = [](ModelResult r) { return std::to_string(r.result) + " [" + std::to_string(r.error) + "]"; };
   throw std::logic_error(std::string(call) + " gave " + text(library) + " for " + text(model));
 }
-
-ModelResult outcome(int result) { return {result, fberror}; }
 
 void require_same_image(const Pair& pair) {
   const std::vector<int> expected = pair.model.image();
@@ -108,20 +108,12 @@ void change(Script& script, Pair& pair, int call) {
   const void* at = value.bytes.data();
   char* buf = pair.buf;
   Model& model = pair.model;
-  switch (call) {
-    case 0:
-      return require_same(outcome(fbput(buf, field, at, value.len)), model.put(key, value), "fbput");
-    case 1:
-      return require_same(outcome(_fbput(buf, field, at, value.len)), model.put(key, value), "_fbput");
-    case 2:
-      return require_same(outcome(fbinsert(buf, field, nth, at, value.len)), model.insert(key, nth, value), "fbinsert");
-    case 3:
-      return require_same(outcome(fbupdate(buf, field, nth, at, value.len)), model.update(key, nth, value), "fbupdate");
-    case 4:
-      return require_same(outcome(fbdelete(buf, field, nth)), model.erase(key, nth), "fbdelete");
-    default:
-      return require_same(outcome(fbdelall(buf, field)), model.erase_all(key), "fbdelall");
-  }
+  if (call == 0) require_same(fbput(buf, field, at, value.len), model.put(key, value), "fbput");
+  if (call == 1) require_same(_fbput(buf, field, at, value.len), model.put(key, value), "_fbput");
+  if (call == 2) require_same(fbinsert(buf, field, nth, at, value.len), model.insert(key, nth, value), "fbinsert");
+  if (call == 3) require_same(fbupdate(buf, field, nth, at, value.len), model.update(key, nth, value), "fbupdate");
+  if (call == 4) require_same(fbdelete(buf, field, nth), model.erase(key, nth), "fbdelete");
+  if (call == 5) require_same(fbdelall(buf, field), model.erase_all(key), "fbdelall");
 }
 
 void take(Script& script, Pair& pair, bool from_position) {
@@ -135,8 +127,8 @@ void take(Script& script, Pair& pair, bool from_position) {
   std::string area(64, 'z'), out;
   if (choice % 5 == 0) pair.position = script.byte() - 16;
   int position = pair.position;
-  const ModelResult library = outcome(from_position ? fbgetf(pair.buf, field, area.data(), given, &pair.position)
-                                                    : fbget(pair.buf, field, area.data(), given));
+  const int library = from_position ? fbgetf(pair.buf, field, area.data(), given, &pair.position)
+                                    : fbget(pair.buf, field, area.data(), given);
   const ModelResult model = from_position ? pair.model.get_from(key, policy, expected, position, out)
                                           : pair.model.get(key, policy, expected, out);
   require_same(library, model, from_position ? "fbgetf" : "fbget");
@@ -152,11 +144,10 @@ void look(Script& script, const Pair& pair, std::uint32_t key) {
   const Model& model = pair.model;
   const int at = model.find(key, nth);
   require(fbispres(pair.buf, field, nth) == (at >= 0), "fbispres");
-  require_same(outcome(fbkeyoccur(pair.buf, field)), {model.count(key), 0}, "fbkeyoccur");
-  require_same(outcome(fbfldcount(pair.buf)), {static_cast<int>(model.records.size()), 0}, "fbfldcount");
+  require_same(fbkeyoccur(pair.buf, field), {model.count(key), 0}, "fbkeyoccur");
+  require_same(fbfldcount(pair.buf), {static_cast<int>(model.records.size()), 0}, "fbfldcount");
   const ModelValue value = script.value(key);
-  require_same(outcome(fbgetnth(pair.buf, field, value.bytes.data(), value.len)), model.find_value(key, value),
-               "fbgetnth");
+  require_same(fbgetnth(pair.buf, field, value.bytes.data(), value.len), model.find_value(key, value), "fbgetnth");
   int len = -5;
   const char* found = static_cast<char*>(fbgetval(pair.buf, field, nth, &len));
   require((found != nullptr) == (at >= 0), "fbgetval");
@@ -165,7 +156,7 @@ void look(Script& script, const Pair& pair, std::uint32_t key) {
   const int type = field >> 26;
   const int start = model.offset(static_cast<std::size_t>(at)) + (type == FB_DOUBLE || type == FB_CARRAY ? 8 : 4);
   require(found == pair.buf + start && len == length, "place and length of fbgetval");
-  require_same(outcome(fbgetlen(pair.buf, field, nth)), {length, 0}, "fbgetlen");
+  require_same(fbgetlen(pair.buf, field, nth), {length, 0}, "fbgetlen");
 }
 
 // One step of a walk, whatever has happened to the buffer since the one before; now and then from another record.
@@ -179,9 +170,9 @@ void walk(Script& script, Pair& pair) {
   const auto at = static_cast<std::size_t>(told + 1);
   const bool lost = pair.walk_key != 0 && told < 0, end = at == model.records.size();
   int length = -5;
-  const ModelResult library = outcome(fbnext_tu(pair.buf, &pair.walk_key, &pair.walk_nth, nullptr, &length));
+  const int library = fbnext_tu(pair.buf, &pair.walk_key, &pair.walk_nth, nullptr, &length);
   require_same(library, lost ? ModelResult{-1, FBEINVAL} : ModelResult{end ? 0 : 1, 0}, "fbnext_tu");
-  if (library.result != 1) {
+  if (library != 1) {
     pair.walk_key = 0;
     return;
   }
@@ -194,20 +185,16 @@ void walk(Script& script, Pair& pair) {
 void combine(Script& script, Pair& dest, const Pair& source) {
   const int op = script.below(8);
   if (op == FB_OP_COMPARE) return;
-  if (op != 0) {
-    require_same(outcome(fbbufop(dest.buf, source.buf, op)), dest.model.combine(source.model, op), "fbbufop");
-    return;
-  }
+  if (op != 0) return require_same(fbbufop(dest.buf, source.buf, op), dest.model.combine(source.model, op), "fbbufop");
   std::vector<std::uint32_t> keys;
   for (int i = script.below(4); i > 0; --i) keys.push_back(script.key());
   std::vector<int> list(keys.begin(), keys.end());
   list.push_back(0);
-  const bool in_place = &dest == &source;
-  require_same(outcome(fbbufop_proj(dest.buf, in_place ? nullptr : source.buf, list.data())),
-               dest.model.project(source.model, keys), "fbbufop_proj");
+  const char* const from = &dest == &source ? nullptr : source.buf;  // in place
+  require_same(fbbufop_proj(dest.buf, from, list.data()), dest.model.project(source.model, keys), "fbbufop_proj");
 }
 
-void step(Script& script, Pair (&pairs)[3]) {
+void step(Script& script, Pair (&pairs)[6]) {
   Pair& pair = pairs[script.buffer()];
   const int call = script.below(24);
   if (call >= 18) {
@@ -243,7 +230,7 @@ void compare_with_model(const std::uint8_t* bytes, std::size_t size) {
   _vesk_semantics_flag = 1;
   _vesk_flen_flag = 0;
   Script script{bytes, size};
-  Pair pairs[] = {Pair{0}, Pair{140}, Pair{200}};
+  Pair pairs[] = {Pair{0}, Pair{140}, Pair{200}, Pair{0}, Pair{140}, Pair{200}};
   while (!script.done()) step(script, pairs);
   _vesk_init_semantics();
 }

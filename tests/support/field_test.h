@@ -47,5 +47,7 @@ using fields::Buffer;
 using fields::expect_refusals;
 using fields::key;
 using fields::kFetched;
+using fields::outcome;
+using fields::refusal;
 using fields::Semantics;
 using namespace fields::sample;

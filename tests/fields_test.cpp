@@ -80,7 +80,7 @@ TEST(Changes, FailBeforeTheyWriteAnything) {
                    {"fbinsert = -1", FBEINVAL, insert(kCarray, 2, 4)},  // a gap of carrays
                    {"fbinsert = -1", FBEINVAL, insert(kCarray, 0, 0)},
                    {"fbinsert = -1", FBETYPE, insert(3, 5, 0)},
-                   {"fbinsert = -1", FBENOSPACE, insert(kInt, 127, 0)},  // room for the gap, not for the value
+                   {"fbinsert = -1", FBENOSPACE, insert(kInt, 126, 0)},  // room for the gap, not for the value
                    {"fbinsert = -1", FBENOSPACE, insert(kInt, INT32_MAX, 0)},
                    {"fbinsert = -1", FBENOSPACE, insert(kCarray, INT32_MAX, INT32_MAX)},
                    {"fbupdate = -1", FBENOENT, [&] { fbupdate(buf, kCarray, 1, "", 0); }},

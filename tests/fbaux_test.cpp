@@ -227,12 +227,12 @@ TEST_F(StructFields, ZeroIsTestedWhateverTheNullValue) {
 TEST_F(StructFields, RefusesWhatItCannotUse) {
   Buffer buffer;
   Order order = empty_order();
-  EXPECT_EQ(refusal(fbftos(nullptr, &order, "none")), FBEINVAL);
-  EXPECT_EQ(refusal(fbftos(buffer, &order, "none")), FBEBADSTRUCT);
-  EXPECT_EQ(refusal(fbftos(buffer, &order, nullptr)), FBEBADSTRUCT);
-  EXPECT_EQ(refusal(fbftos(buffer, nullptr, "order")), FBEINVAL);
-  EXPECT_EQ(refusal(fbstof(nullptr, &order, 4, "order")), FBEINVAL);
-  EXPECT_EQ(refusal(fbstof(buffer, nullptr, 4, "order")), FBEINVAL);
+  expect_refusals({{"fbftos = -1", FBEINVAL, [&] { fbftos(nullptr, &order, "none"); }},
+                   {"fbftos = -1", FBEBADSTRUCT, [&] { fbftos(buffer, &order, "none"); }},
+                   {"fbftos = -1", FBEBADSTRUCT, [&] { fbftos(buffer, &order, nullptr); }},
+                   {"fbftos = -1", FBEINVAL, [&] { fbftos(buffer, nullptr, "order"); }},
+                   {"fbstof = -1", FBEINVAL, [&] { fbstof(nullptr, &order, 4, "order"); }},
+                   {"fbstof = -1", FBEINVAL, [&] { fbstof(buffer, nullptr, 4, "order"); }}});
   EXPECT_EQ(refusal(fbstinit(&order, "none")), FBEBADSTRUCT);
   EXPECT_EQ(refusal(fbstinit(nullptr, "order")), FBEINVAL);
   EXPECT_EQ(refusal(fbstelinit(&order, nullptr, "none")), FBEBADSTRUCT);
